@@ -1,0 +1,19 @@
+#!/bin/sh
+# Installs what building ZENFIT needs when it is missing (Debian, as root).
+set -e
+missing=""
+need() { dpkg -s "$1" >/dev/null 2>&1 || missing="$missing $1"; }
+if command -v dpkg >/dev/null 2>&1; then
+  need cmake; need g++; need make; need pkg-config
+  need liberfa-dev; need libgtest-dev; need libbenchmark-dev
+fi
+if [ -n "$missing" ]; then
+  if [ "$(id -u)" = 0 ]; then
+    echo "Installing:$missing"
+    apt-get update -qq >/dev/null 2>&1 || true
+    DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $missing >/dev/null
+  else
+    echo "Please install:$missing (for example: sudo apt-get install$missing)" >&2
+    exit 1
+  fi
+fi

@@ -1,0 +1,9 @@
+#!/bin/sh
+# Builds ZENFIT and runs the shipped example session.
+set -e
+cd "$(dirname "$0")/.."
+sh scripts/deps.sh
+cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build build -j "$(nproc)" --target zenfit_cli
+cd examples
+../build/zenfit session.cmd / / / || true

@@ -1,0 +1,80 @@
+// Positional astronomy for the observation reader.
+//
+// All angles are in radians, dates are Modified Julian Dates (TT; the run's
+// date is taken as TT, since the reader works to a small fraction of an
+// arcsecond and TT - UTC, about a minute, moves a star by far less than
+// that through precession, nutation and annual aberration), epochs are in
+// years. Frames: see astro/vectors.h.
+#pragma once
+
+#include <erfa.h>
+
+namespace zenfit::astro {
+
+// Calendar date (Gregorian; year, month, integral day) to MJD at 0h.
+// Returns 0, or -1 bad year, -2 bad month, -3 bad day (mjd unchanged).
+int calendarToMjd(int year, int month, int day, double& mjd);
+
+// Besselian and Julian epochs of an MJD.
+double besselianEpoch(double mjd);
+double julianEpoch(double mjd);
+
+// The site's distance from the Earth's spin axis and from the equator
+// plane, in AU, from geodetic latitude and height above sea level (m).
+void siteDistances(double latitude, double heightM, double& fromAxisAu, double& fromEquatorAu);
+
+// Everything the quick mean-to-apparent transformation needs, prepared once
+// per run for the date.
+struct ApparentPlaceContext {
+  eraASTROM astrom{};   // star-independent parameters (ERFA)
+  double eo = 0.0;      // equation of the origins (radians)
+  double mjd = 0.0;     // the date prepared for
+};
+
+// Prepares for mean places of equinox J2000.0 and the date mjd (TT).
+void prepareMeanToApparent(double mjd, ApparentPlaceContext& context);
+
+// Mean place J2000.0 (FK5/ICRS) to geocentric apparent place of date, with
+// an equinox-based right ascension: light deflection, annual aberration,
+// precession-nutation.
+void meanToApparent(double ra, double dec, const ApparentPlaceContext& context, double& raApparent,
+                    double& decApparent);
+
+// Applies proper motion (radians of RA per year, radians of Dec per year)
+// from the place's epoch to the date mjd; Besselian epochs and tropical
+// years when besselian is set, else Julian. Zero parallax and radial velocity.
+void applyProperMotion(double& ra, double& dec, double pmRa, double pmDec, double epoch,
+                       bool besselian, double mjd);
+
+// Precession within FK4 (Besselian epochs, Newcomb) and within FK5 (Julian
+// epochs, IAU 1976), from one epoch to another, in place.
+void precessFk4(double fromEpoch, double toEpoch, double& ra, double& dec);
+void precessFk5(double fromEpoch, double toEpoch, double& ra, double& dec);
+
+// FK4 B1950.0 place to FK5 J2000.0, with the elliptic terms of aberration
+// removed, taking the FK5 proper motion as zero at the given Besselian epoch.
+void fk4ToFk5(double raB1950, double decB1950, double besselianEpoch, double& raJ2000,
+              double& decJ2000);
+
+// Refraction constants A and B (refraction = A tan z + B tan^3 z, z the
+// observed zenith distance) by integrating the refraction integral through
+// a model atmosphere. Zero pressure gives A = B = 0.
+void refractionConstants(double heightM, double temperatureK, double pressureMb, double humidity,
+                         double wavelengthUm, double latitude, double lapseRateKPerM,
+                         double precision, double& refA, double& refB);
+
+// Refracts a horizon-frame unit vector (the true direction) with A and B,
+// giving the observed direction (raised toward the zenith). Finite and
+// sensible down to and below the horizon.
+void refractHorizonVector(const double trueDirection[3], double refA, double refB,
+                          double observed[3]);
+
+// Diurnal aberration of an equatorial unit vector, in place: with
+// f = 1 - diurab * y, x' = f x, y' = f (y + diurab), z' = f z.
+void applyDiurnalAberration(double diurab, double v[3]);
+
+// The diurnal aberration constant (radians) for a site's distance from the
+// spin axis (AU): fromAxisAu * 2 pi * 1.0027379093 / 173.14463331.
+double diurnalAberrationConstant(double fromAxisAu);
+
+}  // namespace zenfit::astro
