@@ -1,6 +1,7 @@
 #include "command/command_table.h"
 
 #include "command/lexer.h"
+#include "data/observation_reader.h"
 #include "engine.h"
 
 namespace zenfit {
@@ -26,6 +27,7 @@ const Command kCommandTable[] = {
     {"GSMAP", cmdPlot},
     {"HELP", cmdHelp},
     {"?", cmdHelp},
+    {"INDAT", cmdIndat},
     {"INPRO", cmdInpro},
     {"INST", cmdInst},
     {"MARKH", cmdMarkh},
