@@ -2,6 +2,7 @@
 
 #include "command/lexer.h"
 #include "data/observation_reader.h"
+#include "data/observation_writer.h"
 #include "engine.h"
 
 namespace zenfit {
@@ -32,6 +33,7 @@ const Command kCommandTable[] = {
     {"INST", cmdInst},
     {"MARKH", cmdMarkh},
     {"MESLEV", cmdMeslev},
+    {"OUTDAT", cmdOutdat},
     {"PENS", cmdPens},
     {"PLTOFF", cmdPltoff},
     {"PLTON", cmdPlton},
