@@ -1,6 +1,7 @@
 #include "command/command_table.h"
 
 #include "command/lexer.h"
+#include "data/mask.h"
 #include "data/observation_reader.h"
 #include "data/observation_writer.h"
 #include "engine.h"
@@ -32,6 +33,7 @@ const Command kCommandTable[] = {
     {"INPRO", cmdInpro},
     {"INST", cmdInst},
     {"MARKH", cmdMarkh},
+    {"MASK", cmdMask},
     {"MESLEV", cmdMeslev},
     {"OUTDAT", cmdOutdat},
     {"PENS", cmdPens},
@@ -43,6 +45,7 @@ const Command kCommandTable[] = {
     {"SETCAP", cmdSetcap},
     {"SHOW", cmdShow},
     {"SPAWN", cmdSpawn},
+    {"UNMASK", cmdUnmask},
     {"TXF", cmdTxf},
     {"TXP", cmdTxp},
     {"VT", cmdVt},
