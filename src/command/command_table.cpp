@@ -4,6 +4,7 @@
 #include "data/mask.h"
 #include "data/observation_reader.h"
 #include "data/observation_writer.h"
+#include "data/perfect.h"
 #include "engine.h"
 
 namespace zenfit {
@@ -37,6 +38,7 @@ const Command kCommandTable[] = {
     {"MESLEV", cmdMeslev},
     {"OUTDAT", cmdOutdat},
     {"PENS", cmdPens},
+    {"PERFCT", cmdPerfct},
     {"PLTOFF", cmdPltoff},
     {"PLTON", cmdPlton},
     {"PLTZ", cmdPltz},
