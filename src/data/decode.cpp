@@ -26,10 +26,14 @@ CharClass classAt(const char* text, int pos, int length) {
   }
 }
 
-// Skips blanks and ends a field: a comma is consumed, anything else is left.
+// Skips blanks and ends a field: a comma is consumed with the blanks after
+// it, so the position rests on the next field; anything else is left.
 void finishField(const char* text, int& pos, int length) {
   while (classAt(text, pos, length) == kBlank) ++pos;
-  if (classAt(text, pos, length) == kComma) ++pos;
+  if (classAt(text, pos, length) == kComma) {
+    ++pos;
+    while (classAt(text, pos, length) == kBlank) ++pos;
+  }
 }
 
 // Multiplies by 10^power in steps of 1e10 and then 10 (dividing for a

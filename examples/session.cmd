@@ -1,0 +1,3 @@
+! Example session: the settings the engine starts with.
+show
+end

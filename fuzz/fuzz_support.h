@@ -1,0 +1,32 @@
+// Shared set-up of the fuzz targets: a fresh engine in an empty scratch
+// folder for every input, so that every run is reproducible from its input.
+// The targets make the scratch folder the working directory: give the
+// fuzzer absolute corpus and artifact paths.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "engine.h"
+
+namespace zenfit::fuzz {
+
+// The input as text. Inputs that name paths ('/' or '\\') are refused, so
+// that file commands can only touch the scratch folder.
+bool inputText(const std::uint8_t* data, std::size_t size, std::string& text, bool allowPaths);
+
+// Writes a file into the scratch folder (the working directory).
+void writeFile(const char* name, const std::string& content);
+
+// Starts a fresh engine in the scratch folder (host mode, output discarded
+// by the buffer's own overflow rule).
+Engine& startEngine();
+
+// Runs a batch session over the file "session.cmd" in the scratch folder.
+void runBatch();
+
+// Empties the scratch folder after a run.
+void cleanScratch();
+
+}  // namespace zenfit::fuzz

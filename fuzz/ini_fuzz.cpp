@@ -1,0 +1,13 @@
+// The initialisation file read at start-up.
+#include "fuzz_support.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::string text;
+  if (!zenfit::fuzz::inputText(data, size, text, false)) return 0;
+  zenfit::fuzz::writeFile("zenfit.ini", text);
+  zenfit::Engine& engine = zenfit::fuzz::startEngine();
+  zenfit::runLine(engine, "PLTON");
+  zenfit::runLine(engine, "SHOW");
+  zenfit::fuzz::cleanScratch();
+  return 0;
+}
