@@ -2,6 +2,7 @@
 
 #include "command/lexer.h"
 #include "engine.h"
+#include "fit/fit.h"
 
 namespace zenfit {
 namespace {
@@ -15,6 +16,7 @@ const Command kCommandTable[] = {
     {"CAPT", cmdCapt},
     {"CLRNG", cmdClrng},
     {"ECHO", cmdEcho},
+    {"FITTOL", cmdFittol},
     {"FRAME", cmdFrame},
     {"G", cmdPlot},
     {"GAM", cmdPlot},
