@@ -3,6 +3,7 @@
 #include "command/lexer.h"
 #include "engine.h"
 #include "fit/fit.h"
+#include "fit/slist.h"
 
 namespace zenfit {
 namespace {
@@ -40,6 +41,7 @@ const Command kCommandTable[] = {
     {"RETURN", cmdReturn},
     {"SETCAP", cmdSetcap},
     {"SHOW", cmdShow},
+    {"SLIST", cmdSlist},
     {"SPAWN", cmdSpawn},
     {"TXF", cmdTxf},
     {"TXP", cmdTxp},
