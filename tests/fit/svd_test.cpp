@@ -267,7 +267,8 @@ TEST(Svd, WrongShapeGivesStatusMinusOneAndWritesNothingElse) {
 TEST(Svd, QrIterationThatCannotConvergeReportsTheLowestFailingValue) {
   // Finite entries of order 1e160: the shift's (y - z)(y + z) overflows, the
   // iteration produces no number and gives up after 30 passes on every value
-  // but the first. Singular values 3 and then 2 fail; 2 is reported.
+  // but the first, which needs no iteration. The lowest failing one, 2, is
+  // reported.
   std::vector<double> a = {2, 1, 0, 1, 3, 1, 0, 1, 4};
   for (double& x : a) x *= 1e160;
   Decomposition d(a, 3, 3);
