@@ -145,9 +145,10 @@ Correction standardCorrection(int index, const Place& p) {
       // circle, -sin z cos q (q the parallactic angle), for mounts whose
       // tube bends differently along and across that circle. With HF it
       // spans TF: TF = cos(phi) HF + ZE to first order.
-      return make(Kind::AlongDec, 0.0, -(sinPhi * std::cos(d) - cosPhi * std::sin(d) * std::cos(h)));
+      return make(Kind::AlongDec, 0.0,
+                  -(sinPhi * std::cos(d) - cosPhi * std::sin(d) * std::cos(h)));
     case 8: return make(Kind::Vector, -eq[2], 0.0, eq[0]);                // ME: polar axis elevated
-    case 9: return make(Kind::Vector, 0.0, eq[2], -eq[1]);                // MA: polar axis east-west
+    case 9: return make(Kind::Vector, 0.0, eq[2], -eq[1]);                // MA: polar axis E-W
     case 10: return make(Kind::AzEl, 0.0, -std::cos(E));                  // TF: tube flexure, sin z
     case 11: return make(Kind::AzEl, 0.0, -std::cos(E) / std::sin(E));    // TX: tube flexure, tan z
     case 12: return make(Kind::HourDec, 0.0, std::cos(h));                // FO: fork flexure
@@ -183,8 +184,8 @@ Correction standardCorrection(int index, const Place& p) {
     case 28: return make(Kind::AlongDec, std::cos(d), std::sin(d));                 // CD4B
     case 29: return make(Kind::AlongDec, std::cos(h - d), -std::sin(h - d));        // CD5A
     case 30: return make(Kind::AlongDec, std::sin(h - d), std::cos(h - d));         // CD5B
-    case 31: return make(Kind::VectorHorizon, -hz[2], 0.0, hz[0]);         // AN: azimuth axis tilt N
-    case 32: return make(Kind::VectorHorizon, 0.0, -hz[2], hz[1]);         // AW: azimuth axis tilt W
+    case 31: return make(Kind::VectorHorizon, -hz[2], 0.0, hz[0]);         // AN: az axis tilt N
+    case 32: return make(Kind::VectorHorizon, 0.0, -hz[2], hz[1]);         // AW: az axis tilt W
     case 33:
       // NPAE: azimuth and elevation axes not perpendicular: a sideways
       // shift of sin E, dA = NPAE tan E.
@@ -192,7 +193,7 @@ Correction standardCorrection(int index, const Place& p) {
       return make(Kind::VectorHorizon, hz[2] * s[0], hz[2] * s[1], 0.0);
     case 34: return make(Kind::AzEl, std::sin(A), 0.0);                    // ACES: azimuth centring
     case 35: return make(Kind::AzEl, std::cos(A), 0.0);                    // ACEC
-    case 36: return make(Kind::AzEl, 0.0, std::sin(A));                    // ECES: elevation centring
+    case 36: return make(Kind::AzEl, 0.0, std::sin(A));                    // ECES: E centring
     case 37: return make(Kind::AzEl, 0.0, std::cos(A));                    // ECEC
     // Nasmyth rotator displacement: a fixed offset in the Nasmyth focal
     // plane, seen on the sky turned through the elevation.

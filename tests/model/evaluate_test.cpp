@@ -1,6 +1,8 @@
 // Term evaluation against the classical first-order effect of each term,
 // computed here from closed forms, and the protocol rules (ADJUST sense,
 // pier side, chained and parallel terms).
+#include "model/evaluate.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -9,7 +11,6 @@
 #include <vector>
 
 #include "engine.h"
-#include "model/evaluate.h"
 #include "model/generic.h"
 
 namespace zenfit::test {
@@ -149,42 +150,51 @@ double parallactic(const Sky& s, double phi) {
 }
 
 const TermLaw kGenericLaws[] = {
-    {"HXSH2", [](const Sky& s, double, const double*) { return eq(std::sin(2 * s.h) * sec(s.d), 0); }},
+    {"HXSH2",
+     [](const Sky& s, double, const double*) { return eq(std::sin(2 * s.h) * sec(s.d), 0); }},
     {"HXSH2CD", [](const Sky& s, double, const double*) { return eq(std::sin(2 * s.h), 0); }},
     {"HHSH360", [](const Sky& s, double, const double*) { return eq(std::sin(360 * s.h), 0); }},
     {"HDCD2", [](const Sky& s, double, const double*) { return eq(0, std::cos(2 * s.d)); }},
-    {"HHSHCD", [](const Sky& s, double, const double*) { return eq(std::sin(s.h) * std::cos(s.d), 0); }},
-    {"HDCHSD3", [](const Sky& s, double, const double*) {
-       return eq(0, std::cos(s.h) * std::sin(3 * s.d));
-     }},
-    {"PDZ2", [](const Sky& s, double, const double*) {
+    {"HHSHCD",
+     [](const Sky& s, double, const double*) { return eq(std::sin(s.h) * std::cos(s.d), 0); }},
+    {"HDCHSD3",
+     [](const Sky& s, double, const double*) { return eq(0, std::cos(s.h) * std::sin(3 * s.d)); }},
+    {"PDZ2",
+     [](const Sky& s, double, const double*) {
        const double z = M_PI / 2 - s.E;
        return eq(0, z * z);
      }},
-    {"PXH2D", [](const Sky& s, double, const double*) { return eq(s.h * s.h * s.d * sec(s.d), 0); }},
+    {"PXH2D",
+     [](const Sky& s, double, const double*) { return eq(s.h * s.h * s.d * sec(s.d), 0); }},
     {"PHD0", [](const Sky&, double, const double*) { return eq(1, 0); }},
     {"PHQ", [](const Sky& s, double phi, const double*) { return eq(parallactic(s, phi), 0); }},
     {"HASA", [](const Sky& s, double, const double*) { return hz(std::sin(s.A), 0); }},
     {"HSCA", [](const Sky& s, double, const double*) { return hz(std::cos(s.A) * sec(s.E), 0); }},
     {"HZCZ", [](const Sky& s, double, const double*) { return hz(0, -std::sin(s.E)); }},
-    {"HUCH", [](const Sky& s, double, const double*) {
+    {"HUCH",
+     [](const Sky& s, double, const double*) {
        const double f = std::cos(s.h);
        return hz(f * std::tan(s.E), f * std::cos(s.E));
      }},
-    {"HLCH", [](const Sky& s, double, const double*) {
+    {"HLCH",
+     [](const Sky& s, double, const double*) {
        const double f = std::cos(s.h);
        return hz(f, -f * std::sin(s.E));
      }},
-    {"HPCH", [](const Sky& s, double, const double*) { return eq(0, std::cos(s.h) * std::cos(s.d)); }},
-    {"HNCH", [](const Sky& s, double, const double*) {
+    {"HPCH",
+     [](const Sky& s, double, const double*) { return eq(0, std::cos(s.h) * std::cos(s.d)); }},
+    {"HNCH",
+     [](const Sky& s, double, const double*) {
        const double f = std::cos(s.h);
        return hz(f * std::sin(s.A) * sec(s.E), f * std::sin(s.E) * std::cos(s.A));
      }},
-    {"HWCH", [](const Sky& s, double, const double*) {
+    {"HWCH",
+     [](const Sky& s, double, const double*) {
        const double f = std::cos(s.h);
        return hz(-f * std::cos(s.A) * sec(s.E), f * std::sin(s.E) * std::sin(s.A));
      }},
-    {"HVCH", [](const Sky& s, double, const double*) { return hz(0, std::cos(s.h) * std::cos(s.E)); }},
+    {"HVCH",
+     [](const Sky& s, double, const double*) { return hz(0, std::cos(s.h) * std::cos(s.E)); }},
 };
 
 struct Site {
@@ -326,7 +336,8 @@ void coudeRay(double h, double d, const double m4Tilt[3], const double focusOffs
   };
   // M4's normal bisects -z and a; its tilt is a small rotation, given in
   // the frame that turns with the hour angle (a, b, z), b = a x z.
-  const double b[3] = {a[1] * z[2] - a[2] * z[1], a[2] * z[0] - a[0] * z[2], a[0] * z[1] - a[1] * z[0]};
+  const double b[3] = {a[1] * z[2] - a[2] * z[1], a[2] * z[0] - a[0] * z[2],
+                       a[0] * z[1] - a[1] * z[0]};
   double n4[3];
   for (int i = 0; i < 3; ++i) n4[i] = a[i] - z[i];
   double axis[3];
@@ -403,7 +414,8 @@ TEST_F(Evaluation, CoudeTermsFollowTheMirrorGeometryOfAPolarCoudeTrain) {
 TEST_F(Evaluation, AdjustStarsReversesEveryCorrection) {
   std::vector<int> terms;
   for (int n = 1; n <= 54; ++n) terms.push_back(n);
-  for (const char* name : {"HXSH2", "PDZ2", "HUCH", "HLCH", "HPCH", "HNCH", "HWCH", "HVCH", "HSCA"}) {
+  for (const char* name :
+       {"HXSH2", "PDZ2", "HUCH", "HLCH", "HPCH", "HNCH", "HWCH", "HVCH", "HSCA"}) {
     terms.push_back(number(name));
   }
   const double c = 1e-8;

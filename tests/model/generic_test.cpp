@@ -1,4 +1,6 @@
 // Generic term names: the template grammar, numbering and the name limit.
+#include "model/generic.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -7,7 +9,6 @@
 #include <string>
 
 #include "engine.h"
-#include "model/generic.h"
 
 namespace zenfit::test {
 namespace {
@@ -34,8 +35,8 @@ TEST_F(GenericNames, TemplatesAreTriedInTheirFixedOrder) {
     const char* name;
     const char* slots;
   } cases[] = {
-      {"PXH2D3", "PRCICI"}, {"PXH2D", "PRCIC"},   {"PDZ2", "PRCI"},      {"PAQ", "PRC"},
-      {"HHSH360", "HRFCIII"}, {"HXSH12", "HRFCII"}, {"HXSH2", "HRFCI"},  {"HVCA", "HRFC"},
+      {"PXH2D3", "PRCICI"},   {"PXH2D", "PRCIC"},     {"PDZ2", "PRCI"},     {"PAQ", "PRC"},
+      {"HHSH360", "HRFCIII"}, {"HXSH12", "HRFCII"},   {"HXSH2", "HRFCI"},   {"HVCA", "HRFC"},
       {"HXSH2CD", "HRFCIFC"}, {"HXSHCD2", "HRFCFCI"}, {"HUSZCQ", "HRFCFC"},
   };
   for (const auto& c : cases) {

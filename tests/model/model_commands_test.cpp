@@ -129,7 +129,8 @@ TEST_F(ModelCommands, TheCoefficientCommandRefusesMalformedValues) {
   // A huge value is printed in full, however long.
   const std::string huge = session.run("IH 1E90");
   EXPECT_EQ(huge.rfind("* IH 1E90\nIH      :   old = +100.00,   new =+1", 0), 0u);
-  EXPECT_EQ(huge.size(), std::string("* IH 1E90\nIH      :   old = +100.00,   new =+").size() + 91 + 4);
+  EXPECT_EQ(huge.size(),
+            std::string("* IH 1E90\nIH      :   old = +100.00,   new =+").size() + 91 + 4);
 }
 
 TEST_F(ModelCommands, ResetClearsValuesAndSigmasAndGivesTheObservationsBackTheirInputPlaces) {
@@ -189,7 +190,8 @@ TEST_F(ModelCommands, TermListsOfAnyLengthAndContentAreReadSafely) {
   EXPECT_EQ(count(), 1);
   // Quotes and control characters are just part of a bad name.
   EXPECT_EQ(session.run("LOSE 'IH'"), "* LOSE 'IH'\nInvalid coefficient name: 'IH' !\n?\n");
-  EXPECT_EQ(session.run("FIX \x01\x02"), "* FIX \x01\x02\nInvalid coefficient name: \x01\x02 !\n?\n");
+  EXPECT_EQ(session.run("FIX \x01\x02"),
+            "* FIX \x01\x02\nInvalid coefficient name: \x01\x02 !\n?\n");
   char bad[kTermNameSize];
   int list[kMaxModelTerms];
   EXPECT_EQ(readTermList(engine, std::string(5000, ' ').c_str(), list, bad), 0);

@@ -115,7 +115,9 @@ TEST_F(ModelFiles, TheHeaderGivesTheSkyRmsAndThePopulationSd) {
   bool failed = true;
   const std::string head = "cap\nS   10   2.0000   10.000  -0.0100\n";
   EXPECT_EQ(load(head + "  IH        +1.0000     0.10000\n&=ID        +2.0000     0.20000\n"
-                        " =NP        +3.0000     0.30000\nEND\n", failed), 0);
+                        " =NP        +3.0000     0.30000\nEND\n",
+                 failed),
+            0);
   EXPECT_FALSE(failed);
   EXPECT_EQ(engine.settings.adjustSense, 2);
   EXPECT_NEAR(engine.fit.skyRms * kArcsecPerRadian, 2.0, 1e-12);
@@ -208,8 +210,9 @@ TEST_F(ModelFiles, AFullNameTableRefusesTheModelAndReturnsTheObservationCount) {
   EXPECT_EQ(load(text, failed), 17);
   EXPECT_TRUE(failed);
   EXPECT_EQ(model.termNumber[0], 0);
-  EXPECT_EQ(session.run("INMOD m"), "* INMOD m\ncap\nT   17   1.0 0 0\n  HDSH1   +1.0 1.0\n"
-                                    "  PDZ2    +1.0 1.0\nModel full!\n?\n");
+  EXPECT_EQ(session.run("INMOD m"),
+            "* INMOD m\ncap\nT   17   1.0 0 0\n  HDSH1   +1.0 1.0\n"
+            "  PDZ2    +1.0 1.0\nModel full!\n?\n");
 }
 
 }  // namespace
