@@ -56,11 +56,36 @@ ZENFIT_API double *GetRMSPSD(double *skyRms, double *popSd);
 /* The plot marker height (half the value given to MARKH; 0.1 at start). */
 ZENFIT_API double GetMarkerHt(void);
 
-/* Parses name as a term name. When the term is in the current model, writes
- * its floating flag (1 fitted, 0 fixed) and chained flag (1 chained, 0
- * parallel) through the pointers; otherwise leaves them untouched. Returns a
- * positive value for a valid term name, 0 or negative otherwise. */
+/* Parses name as a term name (a new well-formed generic name is added to
+ * the name table, as USE would). When the term is in the current model,
+ * writes its floating flag (1 fitted, 0 fixed) and chained flag (1
+ * chained, 0 parallel) through the pointers; otherwise leaves them
+ * untouched. Returns the term number (positive) for a term name; 0 for an
+ * empty name or a generic name with no room left; -1 otherwise. */
 ZENFIT_API int GetTermInfo(const char *name, int32_t *floating, int32_t *chained);
+
+/* Shows or sets one model coefficient, as typing the term's name does.
+ * name: a term name (any case). report non-zero: write the report line to
+ * the message buffer (arcseconds). set non-zero: store *value (radians)
+ * and clear the term's sigma. On return *value holds the coefficient in
+ * force (radians). Returns 0; -1 when the name is no known term name; -2
+ * when the term is not in the model. */
+ZENFIT_API int zftCsrv(const char *name, int report, int set, double *value);
+
+/* The PARAL command: text is a list of term names separated by blanks (any
+ * case); each is made parallel (evaluated at the same point as the term
+ * before it). An empty list makes every term of the model parallel.
+ * Returns 0; -1 for a word that is no term name (nothing written) or a
+ * term that is not in the model (reported in the message buffer). */
+ZENFIT_API int zftParal(const char *text);
+
+/* Turns a term name (upper case) into its term number. A known name
+ * returns its number. A harmonic or polynomial name that fits one of the
+ * generic templates copies the template (at most 8 letters and a NUL) to
+ * matchedTemplate when that is not null, and then returns 0 when addMode
+ * is 0 or no room is left, else adds the name and returns its new number.
+ * Returns -1 for a name that is neither. */
+ZENFIT_API int zftTerm(const char *name, int addMode, char *matchedTemplate);
 
 /* Inert: returns its argument. */
 ZENFIT_API int GetTextJustification(int justification);

@@ -20,7 +20,8 @@ double besselianEpoch(double mjd);
 double julianEpoch(double mjd);
 
 // The site's distance from the Earth's spin axis and from the equator
-// plane, in AU, from geodetic latitude and height above sea level (m).
+// plane (negative south of it), in AU, from geodetic latitude and height
+// above sea level (m), on the WGS84 ellipsoid.
 void siteDistances(double latitude, double heightM, double& fromAxisAu, double& fromEquatorAu);
 
 // Everything the quick mean-to-apparent transformation needs, prepared once
@@ -58,14 +59,20 @@ void fk4ToFk5(double raB1950, double decB1950, double besselianEpoch, double& ra
 
 // Refraction constants A and B (refraction = A tan z + B tan^3 z, z the
 // observed zenith distance) by integrating the refraction integral through
-// a model atmosphere. Zero pressure gives A = B = 0.
+// a model atmosphere (described in astro/refraction.h) at z = 45 degrees and
+// z = atan 4, each integral to within precision (radians). Zero pressure
+// gives A = B = 0.
 void refractionConstants(double heightM, double temperatureK, double pressureMb, double humidity,
                          double wavelengthUm, double latitude, double lapseRateKPerM,
                          double precision, double& refA, double& refB);
 
 // Refracts a horizon-frame unit vector (the true direction) with A and B,
-// giving the observed direction (raised toward the zenith). Finite and
-// sensible down to and below the horizon.
+// giving the observed unit vector (raised toward the zenith, same azimuth):
+// the observed zenith distance z solves z + A tan z + B tan^3 z = true
+// zenith distance. Beyond z = 85 degrees (or sooner, where the formula's
+// refraction would stop growing) the formula fails; the refraction is held
+// at its value there, so that the result is finite and rises steadily with
+// the true direction down to and below the horizon.
 void refractHorizonVector(const double trueDirection[3], double refA, double refB,
                           double observed[3]);
 
@@ -76,5 +83,16 @@ void applyDiurnalAberration(double diurab, double v[3]);
 // The diurnal aberration constant (radians) for a site's distance from the
 // spin axis (AU): fromAxisAu * 2 pi * 1.0027379093 / 173.14463331.
 double diurnalAberrationConstant(double fromAxisAu);
+
+// A geocentric apparent place (hour angle, declination) as seen from the
+// site, as a horizon-frame unit vector: the equatorial vector of (-ha, dec),
+// displaced by diurnal aberration, turned through the colatitude.
+void haDecToHorizon(double ha, double dec, double sinLat, double cosLat, double diurab,
+                    double horizon[3]);
+
+// Hour angle and declination of a horizon-frame vector (the inverse turn;
+// no aberration is removed).
+void horizonToHaDec(const double horizon[3], double sinLat, double cosLat, double& ha,
+                    double& dec);
 
 }  // namespace zenfit::astro

@@ -6,6 +6,8 @@
 #include "data/observation_writer.h"
 #include "data/perfect.h"
 #include "engine.h"
+#include "fit/fit.h"
+#include "fit/slist.h"
 
 namespace zenfit {
 namespace {
@@ -17,8 +19,13 @@ const Command kCommandTable[] = {
     {"APPEND", cmdAppend},
     {"CALL", cmdCall},
     {"CAPT", cmdCapt},
+    {"CHAIN", cmdChain},
+    {"CLIST", cmdClist},
     {"CLRNG", cmdClrng},
+    {"csrv", cmdCsrv},  // hidden: a line that starts with a term name
     {"ECHO", cmdEcho},
+    {"FITTOL", cmdFittol},
+    {"FIX", cmdFix},
     {"FRAME", cmdFrame},
     {"G", cmdPlot},
     {"GAM", cmdPlot},
@@ -31,25 +38,32 @@ const Command kCommandTable[] = {
     {"HELP", cmdHelp},
     {"?", cmdHelp},
     {"INDAT", cmdIndat},
+    {"INMOD", cmdInmod},
     {"INPRO", cmdInpro},
     {"INST", cmdInst},
+    {"LOSE", cmdLose},
     {"MARKH", cmdMarkh},
     {"MASK", cmdMask},
     {"MESLEV", cmdMeslev},
     {"OUTDAT", cmdOutdat},
+    {"OUTMOD", cmdOutmod},
+    {"PARAL", cmdParal},
     {"PENS", cmdPens},
     {"PERFCT", cmdPerfct},
     {"PLTOFF", cmdPltoff},
     {"PLTON", cmdPlton},
     {"PLTZ", cmdPltz},
     {"REPLEN", cmdReplen},
+    {"RESET", cmdReset},
     {"RETURN", cmdReturn},
     {"SETCAP", cmdSetcap},
     {"SHOW", cmdShow},
+    {"SLIST", cmdSlist},
     {"SPAWN", cmdSpawn},
     {"UNMASK", cmdUnmask},
     {"TXF", cmdTxf},
     {"TXP", cmdTxp},
+    {"USE", cmdUse},
     {"VT", cmdVt},
 };
 

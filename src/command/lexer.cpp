@@ -9,6 +9,10 @@
 namespace zenfit {
 namespace {
 
+// Characters read past the end of an overlong line before the stream is
+// taken to be no text at all (a device such as /dev/zero never ends a line).
+constexpr long kMaxDroppedPerLine = 1L << 16;
+
 bool isWhite(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
 bool isQuote(char c) { return c == '"' || c == '\''; }
 
@@ -68,6 +72,7 @@ int prepareLine(int n, char* raw, char* echo, char* command) {
 
 int readLine(std::FILE* stream, int n, char* raw, char* echo, char* command) {
   int count = 0;
+  long dropped = 0;
   int c = EOF;
   bool any = false;
   while ((c = std::fgetc(stream)) != EOF) {
@@ -75,7 +80,12 @@ int readLine(std::FILE* stream, int n, char* raw, char* echo, char* command) {
     if (c == '\n') break;
     // A NUL byte would end the text early; keep it as a blank instead.
     if (c == '\0') c = ' ';
-    if (count < n) raw[count++] = static_cast<char>(c);
+    if (count < n) {
+      raw[count++] = static_cast<char>(c);
+    } else if (++dropped > kMaxDroppedPerLine) {
+      any = false;  // no text file has such a line: a device or a binary stream
+      break;
+    }
   }
   if (!any) {
     raw[0] = echo[0] = command[0] = '\0';

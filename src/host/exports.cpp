@@ -5,6 +5,7 @@
 
 #include "command/startup.h"
 #include "engine.h"
+#include "model/generic.h"
 
 namespace {
 
@@ -48,6 +49,19 @@ double GetMarkerHt(void) { return theEngine().settings.markerHeight; }
 
 int GetTermInfo(const char* name, int32_t* floating, int32_t* chained) {
   return zenfit::termInfo(theEngine(), name != nullptr ? name : "", floating, chained);
+}
+
+int zftCsrv(const char* name, int report, int set, double* value) {
+  return zenfit::setCoefficient(theEngine(), name, report, set, value);
+}
+
+int zftParal(const char* text) {
+  return zenfit::parallelTerms(theEngine(), text != nullptr ? text : "");
+}
+
+int zftTerm(const char* name, int addMode, char* matchedTemplate) {
+  if (name == nullptr) return -1;
+  return zenfit::resolveTermName(theEngine(), name, addMode, matchedTemplate);
 }
 
 int GetTextJustification(int justification) { return justification; }

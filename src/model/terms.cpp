@@ -65,31 +65,6 @@ const char* termName(const TermTable& table, int termNumber) {
   return table.names[termNumber - 1];
 }
 
-int termInfo(Engine& engine, const char* name, std::int32_t* floating, std::int32_t* chained) {
-  char word[kTermNameSize];
-  int cursor = 0;
-  nextWord(kTermNameSize, name, cursor, word);
-  char upper[kTermNameSize];
-  upperOutsideQuotes(word, upper);
-  const TermTable& table = engine.terms;
-  int number = 0;
-  for (int i = 0; i < table.termNameCount; ++i) {
-    if (keywordEquals(upper, table.names[i]) == 0) {
-      number = i + 1;
-      break;
-    }
-  }
-  if (number <= 0) return -1;
-  const Model& model = engine.model;
-  for (int i = 0; i < kMaxModelTerms && model.termNumber[i] != 0; ++i) {
-    if (model.termNumber[i] != number) continue;
-    if (floating != nullptr) *floating = model.floating[i];
-    if (chained != nullptr) *chained = model.chained[i];
-    break;
-  }
-  return number;
-}
-
 void clearModel(Model& model) {
   for (int i = 0; i < kMaxModelTerms; ++i) model.termNumber[i] = 0;
 }

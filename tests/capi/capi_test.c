@@ -47,6 +47,33 @@ int main(void) {
   CHECK(GetTextJustification(7) == 7);
   CHECK(fnPkzen() == 0 && nPkzen == 0);
 
+  {
+    char matched[9] = "";
+    int32_t floating = -1, chained = -1;
+    double value = 0.0;
+    CHECK(zftTerm("HXSH2", 1, matched) == 55);
+    CHECK(strcmp(matched, "HRFCI") == 0);
+    CHECK(zftTerm("NOTATERM", 1, NULL) < 0);
+    CHECK(zftCsrv("IH", 0, 0, &value) == -2); /* a name, not in the model */
+    CHECK(zftCsrv("XX", 0, 0, &value) == -1);
+    zftZftrun("USE IH ID");
+    value = 30.0 * 4.84813681109536e-6;
+    CHECK(zftCsrv("ih", 0, 1, &value) == 0);
+    CHECK(GetTermInfo("IH", &floating, &chained) > 0);
+    CHECK(floating == 1 && chained == 1);
+    CHECK(zftParal("ID") == 0);
+    CHECK(GetTermInfo("ID", &floating, &chained) > 0);
+    CHECK(chained == 0);
+    floating = chained = 7;
+    CHECK(GetTermInfo("ME", &floating, &chained) > 0); /* valid, not in the model */
+    CHECK(floating == 7 && chained == 7);
+    CHECK(GetTermInfo("???", &floating, &chained) <= 0);
+    ClearMessageBuffer();
+    zftZftrun("CLIST");
+    CHECK(strstr(GetMessagePtr(), "IH") != NULL);
+    zftZftrun("LOSE");
+  }
+
   ClearMessageBuffer();
   CHECK(zftZftrun("END") == 1);
   CHECK(strcmp(GetMessagePtr(), "* END\r\n\r\n\r\n* END OF SESSION *\r\n\r\n\r\n") == 0);

@@ -134,6 +134,16 @@ TEST(ReadLine, CutsLongLinesAndDropsTheRest) {
   std::fclose(file);
 }
 
+TEST(ReadLine, AStreamThatNeverEndsALineIsTakenAsTheEndOfInput) {
+  std::FILE* file = std::fopen("/dev/zero", "r");
+  ASSERT_NE(file, nullptr);
+  char raw[kLineLength + 1];
+  char echo[kLineLength + 1];
+  char command[kLineLength + 1];
+  EXPECT_EQ(readLine(file, kLineLength, raw, echo, command), -1);
+  std::fclose(file);
+}
+
 TEST(ReadLine, LastLineWithoutLineEndIsRead) {
   std::FILE* file = std::tmpfile();
   ASSERT_NE(file, nullptr);

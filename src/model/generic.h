@@ -1,0 +1,47 @@
+// Generic term names: harmonic and polynomial terms whose name states them.
+//
+// A generic name is matched against 14 templates of slot letters, tried in
+// order:
+//   P  polynomial marker          H  harmonic marker
+//   R  quantity corrected: H X D U L P A S Z N W V
+//   C  coordinate argument: H D A Z Q
+//   F  function: S (sine) or C (cosine)
+//   I  a digit 0-9
+// So HXSH2 (template HRFCI) is "correct X by sin 2h" and PDZ2 (PRCI) is
+// "correct the declination by z squared". A name is matched over at most 8
+// positions and must end before the eighth: an 8-character name never
+// matches, so the three 8-slot templates accept nothing (a long-standing
+// limit that saved model files depend on).
+#pragma once
+
+#include "constants.h"
+
+namespace zenfit {
+
+struct Engine;
+struct TermTable;
+
+inline constexpr int kGenericTemplateCount = 14;
+extern const char* const kGenericTemplates[kGenericTemplateCount];
+
+// New generic names are accepted only while the name count is below this
+// (so with no local terms 45 generic names can exist, numbered 55..99).
+inline constexpr int kGenericNameLimit = kMaxTermNames - 1;
+
+// The template that name (upper case, at most 8 significant positions)
+// matches, or null when it matches none.
+const char* matchGenericTemplate(const char* name);
+
+// The engine-level form of the zftTerm export: turns a term name into a
+// term number.
+// - A name in the table (exact comparison, trailing blanks ignored, entries
+//   1..termNameCount, first match) returns its number, whatever the mode.
+// - A name that fits no template returns -1.
+// - A name that fits a template copies the template to templateOut (when
+//   given; 9 bytes), then returns 0 when addMode is 0 or the table has no
+//   room (termNameCount >= 99); otherwise it is added with its template and
+//   its new number is returned.
+// The name is expected upper case.
+int resolveTermName(Engine& engine, const char* name, int addMode, char* templateOut);
+
+}  // namespace zenfit

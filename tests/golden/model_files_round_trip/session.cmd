@@ -1,0 +1,12 @@
+OUTMOD
+INMOD
+INMOD nosuch
+OUTMOD nodir/model
+INMOD fitted
+CLIST
+OUTMOD copy
+LOSE
+ADJUST T
+INMOD copy
+CLIST
+END

@@ -1,0 +1,12 @@
+USE IH ID
+IH 5
+FIX ID
+OUTMOD nosigma
+INMOD nosigma
+CLIST
+USE IH
+FIX
+OUTMOD allfixed
+INMOD allfixed
+CLIST
+END
