@@ -27,37 +27,25 @@ void meanToApparentOfDate(const MeanPlace& place, const RunReduction& run, doubl
 
 void apparentToObserved(double ra, double dec, double lst, const RunReduction& run, double& ha,
                         double& observedDec, double& elevation) {
-  double v[3];
-  sphericalToVector(-wrapPi(lst - ra), dec, v);
-  if (run.diurab != 0.0) {
-    astro::applyDiurnalAberration(run.diurab, v);
-    normalise(v);
-  }
   double horizon[3];
-  equatorialToHorizon(v, run.sinLat, run.cosLat, horizon);
+  astro::haDecToHorizon(wrapPi(lst - ra), dec, run.sinLat, run.cosLat, run.diurab, horizon);
+  normalise(horizon);
   double azimuthSouth = 0.0;
   vectorToSpherical(horizon, azimuthSouth, elevation);
   if (run.refA != 0.0 || run.refB != 0.0) {
     double refracted[3];
     astro::refractHorizonVector(horizon, run.refA, run.refB, refracted);
-    normalise(refracted);
-    for (int i = 0; i < 3; ++i) horizon[i] = refracted[i];
+    astro::horizonToHaDec(refracted, run.sinLat, run.cosLat, ha, observedDec);
+    return;
   }
-  horizonToEquatorial(horizon, run.sinLat, run.cosLat, v);
-  double longitude = 0.0;
-  vectorToSpherical(v, longitude, observedDec);
-  ha = -longitude;
+  astro::horizonToHaDec(horizon, run.sinLat, run.cosLat, ha, observedDec);
 }
 
 void horizonToHaDec(double azimuth, double elevation, const RunReduction& run, double& ha,
                     double& dec) {
   double horizon[3];
   sphericalToVector(kPi - azimuth, elevation, horizon);
-  double v[3];
-  horizonToEquatorial(horizon, run.sinLat, run.cosLat, v);
-  double longitude = 0.0;
-  vectorToSpherical(v, longitude, dec);
-  ha = -longitude;
+  astro::horizonToHaDec(horizon, run.sinLat, run.cosLat, ha, dec);
 }
 
 }  // namespace zenfit
