@@ -5,7 +5,6 @@
 
 #include "constants.h"
 #include "data/run_parameters.h"
-#include "observation_session.h"
 
 namespace zenfit {
 namespace {
@@ -111,22 +110,6 @@ TEST(RunParameters, PressureAndHeightStandInForEachOther) {
   // Neither: nothing to say how much air there is.
   EXPECT_FALSE(accepts("+51 28 38 2020 5 17 10"));
   EXPECT_FALSE(accepts("+51 28 38 2020 5 17 10,,,0.5"));
-}
-
-TEST(RunParameters, FaultsInTheRecordAreReportedByIndat) {
-  test::ObservationSession s;
-  for (const char* record : {"+51 28 38 2020", "+51 28 38 2020 5", "+51 28 38 2020.5 5 17",
-                             "+51 28 38 2024 2 30", "+51 28 38 2020 5 17 50.1 1000"}) {
-    const std::string out = s.indat(std::string("Cap\n") + record + "\n180 45 180 45\n");
-    EXPECT_EQ(out,
-              "* INDAT obs\n\f *  POINTING OBSERVATIONS  *\n\nCap\n"
-              "Error in run parameters record!\n\f?\n")
-        << record;
-    EXPECT_EQ(s.count(), 0);
-  }
-  const std::string out = s.indat("Cap\n+51 28 38 2020 5 17 50 1000\n");
-  EXPECT_EQ(out.find("Error"), std::string::npos);
-  EXPECT_NE(out.find("REFA   (arcsec)  = "), std::string::npos);
 }
 
 }  // namespace
