@@ -67,6 +67,8 @@ double quantityOf(const Engine& engine, char q, int slot) {
   }
 }
 
+char upper(char c) { return static_cast<char>(std::toupper(static_cast<unsigned char>(c))); }
+
 void skipSeparators(const char* line, int& pos) {
   const int length = static_cast<int>(std::strlen(line));
   while (pos <= length && (line[pos - 1] == ' ' || line[pos - 1] == ',')) ++pos;
@@ -111,14 +113,14 @@ void maskNumbers(Engine& engine, const char* line, int pos, double first, int ne
 
 // "MASK quantity condition [value]".
 void maskCondition(Engine& engine, const char* line, int pos, int newStatus) {
-  const char quantity = static_cast<char>(std::toupper(static_cast<unsigned char>(characterAt(line, pos))));
+  const char quantity = upper(characterAt(line, pos));
   if (!isQuantity(quantity)) {
     msgOut(engine, 'E', "Quantity must be H, D, A, Z, R, N or number!\n");
     return;
   }
   ++pos;
   skipSeparators(line, pos);
-  const char condition = static_cast<char>(std::toupper(static_cast<unsigned char>(characterAt(line, pos))));
+  const char condition = upper(characterAt(line, pos));
   if (conditionSense(condition) == 0) {
     msgOut(engine, 'E', "Condition must be <, L, G or > !\n");
     return;
@@ -165,8 +167,8 @@ void maskCommand(Engine& engine, int wordLength, int newStatus) {
 }  // namespace
 
 int maskByCondition(Engine& engine, char quantity, char condition, double value, int newStatus) {
-  quantity = static_cast<char>(std::toupper(static_cast<unsigned char>(quantity)));
-  condition = static_cast<char>(std::toupper(static_cast<unsigned char>(condition)));
+  quantity = upper(quantity);
+  condition = upper(condition);
   if (!isQuantity(quantity)) return kMaskBadQuantity;
   const int sense = conditionSense(condition);
   if (sense == 0) return kMaskBadCondition;

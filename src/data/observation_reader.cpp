@@ -194,6 +194,17 @@ Rejection reduceStar(const Reader& reader, double ra, double dec, Observation& o
   return elevationLimits(reader, elevation);
 }
 
+// A star place of the run's frame: apparent in frame A, else a mean place
+// of the frame's epoch.
+MeanPlace framePlace(const Reader& reader, double ra, double dec) {
+  MeanPlace place;
+  place.ra = ra;
+  place.dec = dec;
+  place.epoch = reader.frameEpoch;
+  place.fk4 = reader.frame == 'B';
+  return place;
+}
+
 // Telescope coordinates: as read for apparent places, else reduced from the
 // run's frame like a star (without limits).
 void reduceTelescope(const Reader& reader, double ra, double dec, Observation& obs) {
@@ -202,14 +213,9 @@ void reduceTelescope(const Reader& reader, double ra, double dec, Observation& o
     obs.telDec = dec;
     return;
   }
-  MeanPlace place;
-  place.ra = ra;
-  place.dec = dec;
-  place.epoch = reader.frameEpoch;
-  place.fk4 = reader.frame == 'B';
   double raApparent = 0.0;
   double decApparent = 0.0;
-  meanToApparentOfDate(place, reader.run, raApparent, decApparent);
+  meanToApparentOfDate(framePlace(reader, ra, dec), reader.run, raApparent, decApparent);
   double elevation = 0.0;
   apparentToObserved(raApparent, decApparent, obs.siderealTime, reader.run, obs.telHa, obs.telDec,
                      elevation);
@@ -226,17 +232,6 @@ Rejection finishEquatorial(const Reader& reader, bool meanStar, const MeanPlace&
   if (rejection != kAccepted) return rejection;
   reduceTelescope(reader, telRa, telDec, obs);
   return kAccepted;
-}
-
-// A star place of the run's frame: apparent in frame A, else a mean place
-// of the frame's epoch.
-MeanPlace framePlace(const Reader& reader, double ra, double dec) {
-  MeanPlace place;
-  place.ra = ra;
-  place.dec = dec;
-  place.epoch = reader.frameEpoch;
-  place.fk4 = reader.frame == 'B';
-  return place;
 }
 
 Rejection readEquatorial(const Reader& reader, const Fields& f, Observation& obs) {
@@ -326,7 +321,7 @@ Rejection readHorizon(const Reader& reader, const Fields& f, Observation& obs) {
 
 Rejection readObservation(Reader& reader, const char* record, Observation& obs) {
   if (reader.nextSlot >= kMaxObservations) return kNoMoreRoom;
-  if (*record == '*') return readCatalogueStar(reader, record, obs);
+  if (*skipBlanks(record) == '*') return readCatalogueStar(reader, skipBlanks(record), obs);
   Fields f;
   f.count = splitFields(record, f.values, f.statuses, f.kinds);
   if (f.count >= 14 && f.count <= 16) return readEquatorial(reader, f, obs);
@@ -496,7 +491,8 @@ int readObservationRecords(Reader& reader) {
       return kReadAborted;
     }
   }
-  msgOutF(engine, 'I', "REFA   (arcsec)  = %9.5f\nREFB   (arcsec)  = %10.6f\nDIURAB (arcsec)  = %8.4f\n\n",
+  msgOutF(engine, 'I',
+          "REFA   (arcsec)  = %9.5f\nREFB   (arcsec)  = %10.6f\nDIURAB (arcsec)  = %8.4f\n\n",
           reader.run.refA * kArcsecPerRadian, reader.run.refB * kArcsecPerRadian,
           reader.run.diurab * kArcsecPerRadian);
   return kReadDone;
