@@ -71,13 +71,16 @@ TEST(BadObservationFiles, CaptionIsCutToEightyCharacters) {
 
 TEST(BadObservationFiles, RandomBytesNeverBreakTheList) {
   std::mt19937 random(12345);
-  const std::string alphabet = "0123456789 +-.,:*EDJBend\t\n\n\n";
+  const std::string alphabet = "0123456789        +-.,:*EDJBend\t\n\n\n";
   for (int trial = 0; trial < 300; ++trial) {
     std::string file;
     const bool binary = trial % 3 == 0;
     const int length = static_cast<int>(random() % 2000);
-    // Most files start sensibly so that the fuzzing reaches the records.
-    if (trial % 2 == 0) file = "Fuzz\n:ALLSKY\n+50 00 00\n";
+    // Most files start sensibly so that the fuzzing reaches the records,
+    // and the reduction of dated places.
+    if (trial % 4 == 0) file = "Fuzz\n:ALLSKY\n+50 00 00\n";
+    if (trial % 4 == 1) file = "Fuzz\n:ALLSKY\n:B1950\n-50 00 00 2001 2 3.4 5 900\n";
+    if (trial % 4 == 2) file = "Fuzz\n+10 00 00 2030 12 31\n";
     for (int i = 0; i < length; ++i) {
       file += binary ? static_cast<char>(random() % 256) : alphabet[random() % alphabet.size()];
     }
@@ -85,6 +88,36 @@ TEST(BadObservationFiles, RandomBytesNeverBreakTheList) {
     s.indat(file);
     expectConsistent(s, "trial " + std::to_string(trial));
   }
+}
+
+// Records of plausible shape with awkward numbers, so that many reach the
+// reduction of dated mean places, refraction and all.
+TEST(BadObservationFiles, AwkwardNumbersStillGiveFinitePositions) {
+  std::mt19937 random(4242);
+  const char* const odd[] = {"0", "-0", "59.999999", "89", "90", "269", "1E99", "-1E99",
+                             "B1950", "J2000", "B1E90", "J-5", "0.0000001", "12", "23"};
+  int stored = 0;
+  for (int trial = 0; trial < 40; ++trial) {
+    std::string file = trial % 2 == 0 ? "Awkward\n:ALLSKY\n-89 59 59 2000 2 29.99 -50 2000\n"
+                                      : "Awkward\n:ALLSKY\n:J1E90\n+89 00 00 1901 1 1 50 0.1\n";
+    for (int record = 0; record < 60; ++record) {
+      const int count = 4 + static_cast<int>(random() % 16);
+      for (int field = 0; field < count; ++field) {
+        if (random() % 4 == 0) {
+          file += odd[random() % std::size(odd)];
+        } else {
+          file += std::to_string(random() % 24);
+        }
+        file += ' ';
+      }
+      file += '\n';
+    }
+    ObservationSession s;
+    s.indat(file);
+    expectConsistent(s, "trial " + std::to_string(trial));
+    stored += s.count();
+  }
+  EXPECT_GT(stored, 100);
 }
 
 }  // namespace
