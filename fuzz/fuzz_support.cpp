@@ -7,12 +7,25 @@
 #include <filesystem>
 #include <memory>
 
+#include "command/dispatcher.h"
 #include "command/startup.h"
 
 namespace zenfit::fuzz {
 namespace {
 
 namespace fs = std::filesystem;
+
+// Open file descriptors of the process: a command that forgets to close a
+// file shows here, long before the process runs out of them.
+int openDescriptors() {
+  std::error_code ignored;
+  int count = 0;
+  for (auto it = fs::directory_iterator("/proc/self/fd", ignored); it != fs::directory_iterator();
+       it.increment(ignored)) {
+    ++count;
+  }
+  return count;
+}
 
 struct Scratch {
   Scratch() {
@@ -26,6 +39,7 @@ struct Scratch {
     fs::remove_all(path, ignored);
   }
   std::string path;
+  int descriptors = 0;  // open when the current input began
 };
 
 Scratch& scratch() {
@@ -41,7 +55,7 @@ std::unique_ptr<Engine>& engineSlot() {
 }  // namespace
 
 bool inputText(const std::uint8_t* data, std::size_t size, std::string& text, bool allowPaths) {
-  scratch();
+  scratch().descriptors = openDescriptors();
   text.assign(reinterpret_cast<const char*>(data), size);
   if (!allowPaths && text.find_first_of("/\\") != std::string::npos) return false;
   return true;
@@ -75,7 +89,26 @@ void runBatch() {
   shutdown(*engine);
 }
 
+void runLines(Engine& engine, const std::string& text) {
+  std::string::size_type start = 0;
+  while (start < text.size()) {
+    std::string::size_type end = text.find('\n', start);
+    if (end == std::string::npos) end = text.size();
+    const std::string line = text.substr(start, end - start);
+    if (line.find_first_not_of(" \t\r\f\v") != std::string::npos) runLine(engine, line.c_str());
+    start = end + 1;
+  }
+}
+
 void cleanScratch() {
+  auto& engine = engineSlot();
+  if (engine) shutdown(*engine);
+  const int open = openDescriptors();
+  if (open > scratch().descriptors) {
+    std::fprintf(stderr, "file descriptor leak: %d open, %d when the input began\n", open,
+                 scratch().descriptors);
+    std::abort();
+  }
   std::error_code ignored;
   for (const auto& entry : fs::directory_iterator(scratch().path, ignored)) {
     fs::remove_all(entry.path(), ignored);

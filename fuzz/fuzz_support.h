@@ -26,7 +26,12 @@ Engine& startEngine();
 // Runs a batch session over the file "session.cmd" in the scratch folder.
 void runBatch();
 
-// Empties the scratch folder after a run.
+// Runs each line of text through the dispatcher as a host would send it
+// (blank lines, which a host never sends, are left out).
+void runLines(Engine& engine, const std::string& text);
+
+// Ends the run: closes the engine's streams, empties the scratch folder,
+// and stops with a report when the input left a file open.
 void cleanScratch();
 
 }  // namespace zenfit::fuzz
