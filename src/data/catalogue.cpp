@@ -14,6 +14,37 @@ constexpr int kNameLength = 6;
 
 bool isEndMark(const char* line) { return keywordEquals(line, "END") == 0; }
 
+// Keys of the lookup. A name of at most 6 characters (without trailing
+// white space) is packed with its length, so two keys are equal exactly
+// when the keyword comparison finds the two names equal.
+constexpr std::uint64_t kEndMarkKey = std::uint64_t{1} << 63;
+constexpr std::uint64_t kNoSuchKey = std::uint64_t{1} << 62;  // longer than any slot's name
+
+std::uint64_t packName(const char* text, int length) {
+  std::uint64_t key = static_cast<std::uint64_t>(length) << 48;
+  for (int i = 0; i < length; ++i) {
+    key |= static_cast<std::uint64_t>(static_cast<unsigned char>(text[i])) << (8 * i);
+  }
+  return key;
+}
+
+std::uint64_t nameKey(const char* name) {
+  const int length = trimmedLength(name);
+  return length <= kNameLength ? packName(name, length) : kNoSuchKey;
+}
+
+std::uint64_t lineKey(const char* line) {
+  if (isEndMark(line)) return kEndMarkKey;
+  char slotName[kNameLength + 1];
+  std::snprintf(slotName, sizeof slotName, "%.6s", line);
+  return packName(slotName, trimmedLength(slotName));
+}
+
+void setLine(Catalogue& catalogue, int slot, const char* text) {
+  std::snprintf(catalogue.lines[slot], sizeof catalogue.lines[slot], "%s", text);
+  catalogue.keys[slot] = lineKey(catalogue.lines[slot]);
+}
+
 // Reads one line of at most kCatalogueLineLength characters; the rest of a
 // longer line is read and dropped. Returns false at end of file.
 bool readCatalogueLine(std::FILE* file, char* line) {
@@ -64,7 +95,7 @@ bool decodeEntry(const char* line, CatalogueStar& star) {
 }  // namespace
 
 void clearCatalogue(Catalogue& catalogue) {
-  std::snprintf(catalogue.lines[0], sizeof catalogue.lines[0], "END");
+  setLine(catalogue, 0, "END");
   catalogue.lookupPosition = -1;
   catalogue.fileName[0] = '\0';
 }
@@ -86,19 +117,19 @@ int loadCatalogue(Engine& engine, const char* name) {
   char line[kCatalogueLineLength + 1];
   while (slot < kCatalogueSlots - 1) {
     if (cancelPoll(engine, 0) != 0) {
-      std::snprintf(catalogue.lines[0], sizeof catalogue.lines[0], "END");
+      setLine(catalogue, 0, "END");
       std::fclose(file);
       return 1;
     }
     if (!readCatalogueLine(file, line)) break;
     // An "END" line uses up its slot but stores nothing in it.
     if (!isEndMark(line)) {
-      std::memcpy(catalogue.lines[slot], line, sizeof line);
+      setLine(catalogue, slot, line);
       last = slot;
     }
     ++slot;
   }
-  std::snprintf(catalogue.lines[last + 1], sizeof catalogue.lines[last + 1], "END");
+  setLine(catalogue, last + 1, "END");
   std::fclose(file);
   // The count leaves out the first line, which catalogues use as a heading.
   msgOutF(engine, 'I', "%d stars input.\n", last > 0 ? last : 0);
@@ -109,20 +140,19 @@ int findCatalogueStar(Catalogue& catalogue, const char* name, CatalogueStar& sta
   int slot = catalogue.lookupPosition >= 0 && catalogue.lookupPosition < kCatalogueSlots
                  ? catalogue.lookupPosition
                  : 0;
+  const std::uint64_t wanted = nameKey(name);
   bool wrapped = false;
   for (int steps = 0; steps <= 2 * kCatalogueSlots; ++steps) {
-    const char* line = catalogue.lines[slot];
-    if (isEndMark(line)) {
+    const std::uint64_t key = catalogue.keys[slot];
+    if (key == kEndMarkKey) {
       if (wrapped) break;
       wrapped = true;
       slot = 0;
       continue;
     }
-    char slotName[kNameLength + 1];
-    std::snprintf(slotName, sizeof slotName, "%.6s", line);
-    if (keywordEquals(name, slotName) == 0) {
+    if (key == wanted) {
       catalogue.lookupPosition = slot;
-      return decodeEntry(line, star) ? 0 : 1;
+      return decodeEntry(catalogue.lines[slot], star) ? 0 : 1;
     }
     if (++slot >= kCatalogueSlots) slot = 0;
   }

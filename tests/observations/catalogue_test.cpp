@@ -111,6 +111,47 @@ TEST(Catalogue, EndLinesUseTheirSlots) {
   EXPECT_EQ(findCatalogueStar(s.engine().catalogue, "AFTER", star), 0);
 }
 
+TEST(Catalogue, NamesAreTheFirstSixCharactersWithoutTrailingBlanks) {
+  ObservationSession s;
+  s.write("cat.dat", std::string(kHeading) +
+                         "VEGA   18 36 56.34  +38 47 01.3  0.0172  0.286  J2000\n"
+                         "AB CD  01 00 00 +10 00 00 0 0 J2000\n"
+                         "SIXSIX01 00 00 +10 00 00 0 0 J2000\n"
+                         "XY\n");
+  s.run("INST cat");
+  CatalogueStar star;
+  Catalogue& catalogue = s.engine().catalogue;
+  for (const char* name : {"VEGA", "VEGA  ", "AB CD", "SIXSIX"}) {
+    EXPECT_EQ(findCatalogueStar(catalogue, name, star), 0) << name;
+  }
+  EXPECT_EQ(findCatalogueStar(catalogue, "XY", star), 1);  // found, but no fields
+  for (const char* name : {"VEG", "VEGAS", "vega", "SIXSIX01", "AB", "ABCD"}) {
+    EXPECT_EQ(findCatalogueStar(catalogue, name, star), -1) << name;
+  }
+}
+
+TEST(Catalogue, AnEndLineKeepsTheStarThatAnEarlierCatalogueLeftInItsSlot) {
+  ObservationSession s;
+  s.write("first.dat", std::string(kHeading) +
+                           "FIRST  01 00 00 +10 00 00 0 0 J2000\n"
+                           "KEPT   02 00 00 +20 00 00 0 0 J2000\n"
+                           "GONE   03 00 00 +30 00 00 0 0 J2000\n");
+  s.write("second.dat", std::string(kHeading) +
+                            "NEW    04 00 00 +40 00 00 0 0 J2000\n"
+                            "END\n"
+                            "AFTER  05 00 00 +50 00 00 0 0 J2000\n");
+  s.run("INST first");
+  s.run("INST second");
+  CatalogueStar star;
+  Catalogue& catalogue = s.engine().catalogue;
+  ASSERT_EQ(findCatalogueStar(catalogue, "KEPT", star), 0);
+  EXPECT_NEAR(star.ra, 2.0 * kRadianPerHour, 1e-15);
+  EXPECT_EQ(findCatalogueStar(catalogue, "NEW", star), 0);
+  EXPECT_EQ(findCatalogueStar(catalogue, "AFTER", star), 0);
+  EXPECT_EQ(findCatalogueStar(catalogue, "FIRST", star), -1);
+  EXPECT_EQ(findCatalogueStar(catalogue, "GONE", star), -1);
+}
+
 TEST(Catalogue, OpenFailureKeepsTheOldCatalogue) {
   ObservationSession s;
   s.write("cat.dat", std::string(kHeading) + "KEPT   01 00 00 +10 00 00 0 0 J2000\n");
