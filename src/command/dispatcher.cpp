@@ -11,8 +11,8 @@ namespace {
 
 bool procedureRunning(const Engine& engine) { return engine.dispatch.procLevel >= 0; }
 
-// Takes the next line of the innermost procedure into the raw line. A
-// procedure that runs off the store meets the end mark.
+// Takes the next line of the innermost procedure into the raw line (a slot
+// outside the store, which the caller never asks for, reads as the end mark).
 void takeProcedureLine(Engine& engine) {
   DispatchState& dispatch = engine.dispatch;
   int& next = dispatch.nextLine[dispatch.procLevel];
@@ -24,6 +24,16 @@ void takeProcedureLine(Engine& engine) {
   ++next;
 }
 
+// A procedure that has taken the last line of the store has nothing left
+// to run (it can only get there past an end mark, which ended a session):
+// the chain is over, and lines come from the host or the input again.
+void endProcedureOffTheStore(Engine& engine) {
+  DispatchState& dispatch = engine.dispatch;
+  if (dispatch.procLevel >= 0 && dispatch.nextLine[dispatch.procLevel] >= kProcedureLines) {
+    dispatch.procLevel = -1;
+  }
+}
+
 // Gets the next non-blank line, prepared and echoed. Returns false for a
 // blank host line, which has nothing to run.
 bool getLine(Engine& engine, const char* hostLine) {
@@ -31,6 +41,7 @@ bool getLine(Engine& engine, const char* hostLine) {
   bool prompted = false;
   for (;;) {
     prompted = false;
+    endProcedureOffTheStore(engine);
     if (procedureRunning(engine)) {
       takeProcedureLine(engine);
     } else if (engine.dispatch.batch) {
@@ -116,6 +127,7 @@ int runLine(Engine& engine, const char* line) {
   dispatch.batch = keywordEquals(line, "$") == 0;
   dispatch.status = 0;
   for (;;) {
+    endProcedureOffTheStore(engine);
     startLine(engine);
     dispatch.status = kStatusFailed;
     if (!getLine(engine, line)) break;
