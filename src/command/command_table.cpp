@@ -20,6 +20,7 @@ const Command kCommandTable[] = {
     {"CLRNG", cmdClrng},
     {"csrv", cmdCsrv},  // hidden: a line that starts with a term name
     {"ECHO", cmdEcho},
+    {"FIT", cmdFit},
     {"FITTOL", cmdFittol},
     {"FIX", cmdFix},
     {"FRAME", cmdFrame},
