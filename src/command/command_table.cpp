@@ -55,6 +55,7 @@ const Command kCommandTable[] = {
     {"SPAWN", cmdSpawn},
     {"TXF", cmdTxf},
     {"TXP", cmdTxp},
+    {"UNFIT", cmdUnfit},
     {"USE", cmdUse},
     {"VT", cmdVt},
 };

@@ -26,4 +26,13 @@ int fitModel(Engine& engine, bool adjust);
 // with no argument the current value is echoed.
 void cmdFittol(Engine& engine);
 
+// UNFIT [N]: removes the model from every observation's fitted pair (the
+// working copy of the side the model is applied to) and stores the result
+// as that side's input copy, so that applying the model again reproduces
+// the fitted pair. "N" copies the fitted pair unchanged.
+void cmdUnfit(Engine& engine);
+
+// The removal itself; adjust false is UNFIT N. Returns 0.
+int unfitModel(Engine& engine, bool adjust);
+
 }  // namespace zenfit
