@@ -1,6 +1,10 @@
 #include "command/command_table.h"
 
 #include "command/lexer.h"
+#include "data/mask.h"
+#include "data/observation_reader.h"
+#include "data/observation_writer.h"
+#include "data/perfect.h"
 #include "engine.h"
 #include "fit/fit.h"
 #include "fit/slist.h"
@@ -34,15 +38,19 @@ const Command kCommandTable[] = {
     {"GSMAP", cmdPlot},
     {"HELP", cmdHelp},
     {"?", cmdHelp},
+    {"INDAT", cmdIndat},
     {"INMOD", cmdInmod},
     {"INPRO", cmdInpro},
     {"INST", cmdInst},
     {"LOSE", cmdLose},
     {"MARKH", cmdMarkh},
+    {"MASK", cmdMask},
     {"MESLEV", cmdMeslev},
+    {"OUTDAT", cmdOutdat},
     {"OUTMOD", cmdOutmod},
     {"PARAL", cmdParal},
     {"PENS", cmdPens},
+    {"PERFCT", cmdPerfct},
     {"PLTOFF", cmdPltoff},
     {"PLTON", cmdPlton},
     {"PLTZ", cmdPltz},
@@ -53,6 +61,7 @@ const Command kCommandTable[] = {
     {"SHOW", cmdShow},
     {"SLIST", cmdSlist},
     {"SPAWN", cmdSpawn},
+    {"UNMASK", cmdUnmask},
     {"TXF", cmdTxf},
     {"TXP", cmdTxp},
     {"UNFIT", cmdUnfit},

@@ -22,7 +22,7 @@ inline constexpr int kStatusEndOfList = -1;
 
 struct ObservationList {
   int status[kObservationSlots];   // 1 active, 0 masked, -1 end of list
-  int runFlag[kObservationSlots];  // copied from the reader's state at input
+  int runFlag[kObservationSlots];  // kind of record the observation came from (RecordKind)
   int pierFlag[kObservationSlots]; // 1: the telescope read over the pole (far side of the pier)
   // Observed-frame positions, radians: input copy and working copy.
   double starHa[kObservationSlots];
@@ -47,6 +47,16 @@ struct RunState {
   int obsPresent = -1;  // negative until a run parameters record is accepted
   int appendMode = 0;   // the next INDAT appends
   int briefEcho = 0;    // echo only rejected observation records
+  char hostSetting = 0; // copied to byte 100 of the host run-parameter block
+};
+
+// What runFlag holds: the kind of record an observation was read from.
+enum RecordKind : int {
+  kRecordSynthetic = 0,      // made by PERFCT
+  kRecordEquatorial = 1,     // star RA/Dec, telescope RA/Dec, sidereal time
+  kRecordProperMotion = 2,   // the same with proper motion and epoch
+  kRecordCatalogueStar = 3,  // '*' and a catalogue name
+  kRecordHorizon = 4,        // azimuths and elevations
 };
 
 // Empties the list (status[0] = -1).
@@ -77,9 +87,24 @@ inline constexpr std::size_t kHeight = 160;        // double, metres
 inline constexpr std::size_t kHumidity = 168;      // double, 0-1
 inline constexpr std::size_t kWavelength = 176;    // double, micrometres
 inline constexpr std::size_t kLapseRate = 184;     // double, K/m
+
+// Bits of the mode byte: the option records the run carried.
+inline constexpr unsigned char kModeNoDate = 1;    // ":NODA"
+inline constexpr unsigned char kModeAllSky = 2;    // ":ALLSKY"
 }  // namespace obs_parms
 
-// Host point array (pMapPts): one entry of ten doubles (80 bytes) per observation.
+// Host point array (pMapPts): one entry of ten doubles (80 bytes) per
+// observation. Doubles 0 and 9 are the host's own; the reader writes 1-8.
 inline constexpr std::size_t kMapPointSize = 80;
+namespace map_point {
+inline constexpr int kStarHaHours = 1;     // star hour angle, hours 0-24
+inline constexpr int kStarDecDegrees = 2;  // star declination, degrees
+inline constexpr int kSiderealHours = 3;   // local sidereal time, hours 0-24
+inline constexpr int kTelDecRadians = 4;   // telescope declination, radians
+inline constexpr int kTelHaHours = 5;      // telescope hour angle, hours 0-24
+inline constexpr int kAux0 = 6;
+inline constexpr int kAux1 = 7;
+inline constexpr int kZero = 8;
+}  // namespace map_point
 
 }  // namespace zenfit

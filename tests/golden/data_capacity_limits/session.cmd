@@ -1,0 +1,5 @@
+INDAT full
+SHOW
+INST big
+INDAT stars2
+END

@@ -1,0 +1,3 @@
+INDAT dated
+INDAT frame
+END

@@ -1,0 +1,15 @@
+INDAT
+INDAT missing
+INDAT good
+OUTDAT copy
+INDAT copy
+MASK 2
+MASK 3
+APPEND
+SHOW
+INDAT more
+SHOW
+UNMASK
+OUTDAT final
+INDAT final
+END
