@@ -5,23 +5,30 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <random>
+#include <sstream>
 
 #include "astro/astro.h"
 #include "astro/vectors.h"
 #include "data/catalogue.h"
 #include "data/decode.h"
+#include "data/reduction.h"
+#include "data/run_parameters.h"
 #include "engine.h"
 #include "model/evaluate.h"
 
 namespace zenfit::sim {
 namespace {
 
-// The reader's position limits (radians): it refuses stars beyond them.
-constexpr double kPoleLimit = 1.567305668290908;  // 89.8 degrees of declination
+// The reader's limit of declination (radians): it refuses stars beyond it.
+constexpr double kPoleLimit = 1.567305668290908;  // 89.8 degrees
+// The reader's refraction settings: Celsius to kelvin, the pressure (mB)
+// below which there is no atmosphere, and the precision of the constants.
 constexpr double kCelsiusToKelvin = 273.155;
+constexpr double kNoAtmosphere = 1e-6;
 constexpr double kRefractionPrecision = 1e-8;
 constexpr double kMinutesPerDay = 1440.0;
 
@@ -128,21 +135,10 @@ int decodeRaDec(const Fields& f, int first, double& ra, double& dec) {
   return over;
 }
 
-// What the run contributes to the reduction of a star, as the reader
-// derives it from the run parameters record.
-struct RunContext {
-  double sinLat = 0.0;
-  double cosLat = 1.0;
-  double refA = 0.0;
-  double refB = 0.0;
-  double diurab = 0.0;
-  bool dated = false;
-  double mjd = 0.0;
-  astro::ApparentPlaceContext apparent;
-};
-
-// The run parameters record, and the context the reader will make of it.
-bool runParameters(const RunSpec& spec, std::string& record, RunContext& run, std::string& error) {
+// The run parameters record, and what the reader will make of it: its
+// parser, then the run's constants as the reader derives them.
+bool runParameters(const RunSpec& spec, std::string& record, RunReduction& run,
+                   std::string& error) {
   record = spec.latitude;
   if (spec.dated) {
     record += format(" %d %d %.5f", spec.year, spec.month, spec.day);
@@ -152,87 +148,39 @@ bool runParameters(const RunSpec& spec, std::string& record, RunContext& run, st
                        w.humidity, w.wavelengthUm, w.lapseRateKPerM);
     }
   }
-  const Fields f(record);
-  double latitude = 0.0;
-  if (f.count < 3 || checkSexagesimal(kSexDegrees, f.values, f.statuses, 3, latitude) != 0) {
-    error = "bad latitude: " + spec.latitude;
+  RunParameters p;
+  if (!parseRunParameters(record.c_str(), p)) {
+    error = "bad run parameters: " + record;
     return false;
   }
-  run.sinLat = std::sin(latitude);
-  run.cosLat = std::cos(latitude);
-  if (!spec.dated) return true;
-  const double day = f.values[5];
-  const double wholeDay = std::floor(day);
-  if (astro::calendarToMjd(static_cast<int>(f.values[3]), static_cast<int>(f.values[4]),
-                           static_cast<int>(wholeDay), run.mjd) != 0) {
-    error = "bad date";
-    return false;
+  run.sinLat = std::sin(p.latitude);
+  run.cosLat = std::cos(p.latitude);
+  if (p.meteorology && p.effectivePressure > kNoAtmosphere) {
+    astro::refractionConstants(p.effectiveHeight, p.temperature + kCelsiusToKelvin,
+                               p.effectivePressure, p.humidity, p.wavelength, p.latitude,
+                               p.lapseRate, kRefractionPrecision, run.refA, run.refB);
   }
-  run.mjd += day - wholeDay;
-  run.dated = true;
-  double height = 0.0;
-  if (spec.weather) {
-    height = f.values[8];
-    if (f.values[7] > 1e-6) {
-      astro::refractionConstants(height, f.values[6] + kCelsiusToKelvin, f.values[7], f.values[9],
-                                 f.values[10], latitude, f.values[11], kRefractionPrecision,
-                                 run.refA, run.refB);
-    }
+  run.dated = p.dated;
+  if (run.dated) {
+    run.mjd = p.mjd;
+    double fromAxis = 0.0;
+    double fromEquator = 0.0;
+    astro::siteDistances(p.latitude, p.effectiveHeight, fromAxis, fromEquator);
+    run.diurab = astro::diurnalAberrationConstant(fromAxis);
+    astro::prepareMeanToApparent(run.mjd, run.apparent);
   }
-  double fromAxis = 0.0;
-  double fromEquator = 0.0;
-  astro::siteDistances(latitude, height, fromAxis, fromEquator);
-  run.diurab = astro::diurnalAberrationConstant(fromAxis);
-  astro::prepareMeanToApparent(run.mjd, run.apparent);
   return true;
 }
 
-// A mean place: proper motion to the date, to FK5 J2000.0, then the
-// apparent place of the date; as the reader reduces catalogue stars and
-// proper-motion records.
-void meanToApparentOfDate(const CatalogueStar& star, const RunContext& run, double& ra,
-                          double& dec) {
-  const bool fk4 = star.epochKind == kEpochBesselian;
-  double r = star.ra;
-  double d = star.dec;
-  astro::applyProperMotion(r, d, star.pmRa, star.pmDec, star.epoch, fk4, run.mjd);
-  if (fk4) {
-    if (star.epoch != 1950.0) astro::precessFk4(star.epoch, 1950.0, r, d);
-    double r5 = 0.0;
-    double d5 = 0.0;
-    astro::fk4ToFk5(r, d, astro::besselianEpoch(run.mjd), r5, d5);
-    r = r5;
-    d = d5;
-  } else if (star.epoch != 2000.0) {
-    astro::precessFk5(star.epoch, 2000.0, r, d);
-  }
-  astro::meanToApparent(r, d, run.apparent, ra, dec);
-}
-
-// Apparent place to the observed hour angle and declination at sidereal
-// time lst: diurnal aberration, refraction. elevation receives the
-// unrefracted elevation, against which the reader's limits are tested.
-void apparentToObserved(double ra, double dec, double lst, const RunContext& run, double& ha,
-                        double& observedDec, double& elevation) {
-  double v[3];
-  sphericalToVector(-wrapPi(lst - ra), dec, v);
-  if (run.diurab != 0.0) {
-    astro::applyDiurnalAberration(run.diurab, v);
-    normalise(v);
-  }
-  double horizon[3];
-  equatorialToHorizon(v, run.sinLat, run.cosLat, horizon);
-  double longitude = 0.0;
-  vectorToSpherical(horizon, longitude, elevation);
-  if (run.refA != 0.0 || run.refB != 0.0) {
-    double refracted[3];
-    astro::refractHorizonVector(horizon, run.refA, run.refB, refracted);
-    normalise(refracted);
-    for (int i = 0; i < 3; ++i) horizon[i] = refracted[i];
-  }
-  horizonToEquatorial(horizon, run.sinLat, run.cosLat, v);
-  vectorToSpherical(v, longitude, observedDec);
-  ha = -longitude;
+MeanPlace meanPlace(const CatalogueStar& star) {
+  MeanPlace place;
+  place.ra = star.ra;
+  place.dec = star.dec;
+  place.pmRa = star.pmRa;
+  place.pmDec = star.pmDec;
+  place.epoch = star.epoch;
+  place.fk4 = star.epochKind == kEpochBesselian;
+  return place;
 }
 
 // Azimuth (from the north through the east) and elevation, radians, of a
@@ -244,17 +192,6 @@ void horizonToAzEl(const double v[3], double& azimuth, double& elevation) {
   azimuth = wrapTwoPi(kPi - longitude);
 }
 
-void azElToHaDec(double azimuth, double elevation, const RunContext& run, double& ha,
-                 double& dec) {
-  double horizon[3];
-  sphericalToVector(kPi - azimuth, elevation, horizon);
-  double v[3];
-  horizonToEquatorial(horizon, run.sinLat, run.cosLat, v);
-  double longitude = 0.0;
-  vectorToSpherical(v, longitude, dec);
-  ha = -longitude;
-}
-
 struct Star {
   std::string name;
   CatalogueStar place;
@@ -263,7 +200,7 @@ struct Star {
 };
 
 // The catalogue's stars, decoded as the reader decodes them.
-bool loadStars(Engine& engine, const CatalogueText& catalogue, const RunContext& run,
+bool loadStars(Engine& engine, const CatalogueText& catalogue, const RunReduction& run,
                std::vector<Star>& stars, std::string& error) {
   Catalogue& table = engine.catalogue;
   const int lines = std::min(static_cast<int>(catalogue.lines.size()), kCatalogueSlots - 1);
@@ -280,7 +217,7 @@ bool loadStars(Engine& engine, const CatalogueText& catalogue, const RunContext&
       continue;
     }
     if (run.dated) {
-      meanToApparentOfDate(star.place, run, star.ra, star.dec);
+      meanToApparentOfDate(meanPlace(star.place), run, star.ra, star.dec);
     } else {
       star.ra = star.place.ra;
       star.dec = star.place.dec;
@@ -305,11 +242,11 @@ bool setModel(Engine& engine, const std::vector<ModelTerm>& terms, std::string& 
 }
 
 // Unrefracted elevation of an apparent place at sidereal time lst.
-double elevationAt(const Star& star, double lst, const RunContext& run) {
+double elevationAt(const Star& star, double lst, const RunReduction& run) {
   double ha = 0.0;
   double dec = 0.0;
   double elevation = 0.0;
-  RunContext plain = run;
+  RunReduction plain = run;
   plain.refA = plain.refB = 0.0;
   apparentToObserved(star.ra, star.dec, lst, plain, ha, dec, elevation);
   return elevation;
@@ -317,7 +254,7 @@ double elevationAt(const Star& star, double lst, const RunContext& run) {
 
 // A star visible at lst, preferring one not among the recent picks; -1 if
 // none is visible.
-int chooseStar(const std::vector<Star>& stars, double lst, const RunContext& run,
+int chooseStar(const std::vector<Star>& stars, double lst, const RunReduction& run,
                const RunSpec& spec, std::vector<int>& recent, Random& random) {
   std::vector<int> visible;
   std::vector<int> fresh;
@@ -379,7 +316,7 @@ CatalogueStar decodeMeanPlace(const std::string& fields) {
 
 // The telescope's reading of the corrected direction: equatorial (RA,
 // Dec, folded over the pole when the mount is flipped) or horizon.
-std::string telescopeFields(const double corrected[3], const RunSpec& spec, const RunContext& run,
+std::string telescopeFields(const double corrected[3], const RunSpec& spec, const RunReduction& run,
                             double lst, int pier, Random& random, SimulatedObservation& obs) {
   const double sigma = spec.noiseArcsec * kRadianPerArcsec;
   if (spec.mount == Mount::Altazimuth) {
@@ -392,7 +329,7 @@ std::string telescopeFields(const double corrected[3], const RunSpec& spec, cons
     const std::string text = format("%.*f %.*f", digits, wrapTwoPi(azimuth) * kDegreesPerRadian,
                                     digits, elevation * kDegreesPerRadian);
     const Fields f(text);
-    azElToHaDec(f.values[0] * kRadianPerDegree, f.values[1] * kRadianPerDegree, run, obs.telHa,
+    horizonToHaDec(f.values[0] * kRadianPerDegree, f.values[1] * kRadianPerDegree, run, obs.telHa,
                 obs.telDec);
     return text;
   }
@@ -416,6 +353,133 @@ std::string telescopeFields(const double corrected[3], const RunSpec& spec, cons
   decodeRaDec(f, 0, raRead, obs.telDec);
   obs.telHa = wrapPi(lst - raRead);
   return text;
+}
+
+namespace fs = std::filesystem;
+
+
+std::string restOf(std::istringstream& in) {
+  std::string rest;
+  std::getline(in, rest);
+  const std::size_t first = rest.find_first_not_of(" \t");
+  return first == std::string::npos ? "" : rest.substr(first);
+}
+
+bool readSetting(const std::string& key, std::istringstream& in, Description& d,
+                 const fs::path& folder) {
+  RunSpec& s = d.spec;
+  if (key == "caption") {
+    s.caption = restOf(in);
+    return true;
+  }
+  if (key == "latitude") {
+    s.latitude = restOf(in);
+    return !s.latitude.empty();
+  }
+  if (key == "date") {
+    const std::string rest = restOf(in);
+    if (rest == "none") {
+      s.dated = false;
+      return true;
+    }
+    std::istringstream date(rest);
+    return static_cast<bool>(date >> s.year >> s.month >> s.day);
+  }
+  if (key == "weather") {
+    const std::string rest = restOf(in);
+    if (rest == "none") {
+      s.weather = false;
+      return true;
+    }
+    std::istringstream w(rest);
+    Weather& c = s.conditions;
+    return static_cast<bool>(w >> c.temperatureC >> c.pressureMb >> c.heightM >> c.humidity >>
+                             c.wavelengthUm >> c.lapseRateKPerM);
+  }
+  if (key == "mount") {
+    std::string mount;
+    in >> mount;
+    s.mount = mount == "altazimuth" ? Mount::Altazimuth : Mount::Equatorial;
+    return mount == "altazimuth" || mount == "equatorial";
+  }
+  if (key == "start") {
+    double hours = 0.0, minutes = 0.0;
+    if (!(in >> hours >> minutes)) return false;
+    s.startLstHours = hours + minutes / 60.0;
+    return true;
+  }
+  if (key == "interval") return static_cast<bool>(in >> s.intervalMinutes);
+  if (key == "observations") return static_cast<bool>(in >> s.observations);
+  if (key == "elevation") return static_cast<bool>(in >> s.lowestElevation >> s.highestElevation);
+  if (key == "meanplaces") return static_cast<bool>(in >> s.meanPlaceShare);
+  if (key == "besselian") return static_cast<bool>(in >> s.besselianShare);
+  if (key == "apparent") return static_cast<bool>(in >> s.apparentShare);
+  if (key == "flipped") return static_cast<bool>(in >> s.flippedShare);
+  if (key == "noise") return static_cast<bool>(in >> s.noiseArcsec);
+  if (key == "seed") return static_cast<bool>(in >> s.seed);
+  if (key == "decimals") return static_cast<bool>(in >> s.decimals) && s.decimals >= 1;
+  if (key == "aux1") {
+    s.aux1 = true;
+    return static_cast<bool>(in >> s.aux1First >> s.aux1Last);
+  }
+  if (key == "term") {
+    ModelTerm term;
+    if (!(in >> term.name >> term.arcsec)) return false;
+    if (term.name[0] == '&') {
+      term.parallel = true;
+      term.name.erase(0, 1);
+    }
+    s.model.push_back(term);
+    return true;
+  }
+  if (key == "catalogue") {
+    std::string name;
+    in >> name;
+    d.catalogue = (folder / name).string();
+    return !name.empty();
+  }
+  if (key == "synthetic") {
+    std::string name;
+    if (!(in >> d.syntheticCount >> d.syntheticMinDec >> d.syntheticSeed >> name)) return false;
+    d.synthetic = true;
+    d.catalogue = (folder / name).string();
+    return true;
+  }
+  if (key == "output") {
+    std::string name;
+    in >> name;
+    d.output = (folder / name).string();
+    return !name.empty();
+  }
+  return false;
+}
+
+bool readDescriptionFile(const fs::path& path, Description& d, std::string& error) {
+  std::ifstream in(path);
+  if (!in) {
+    error = "cannot read " + path.string();
+    return false;
+  }
+  const fs::path folder = path.parent_path();
+  int number = 0;
+  for (std::string line; std::getline(in, line);) {
+    ++number;
+    const std::size_t comment = line.find('!');
+    const bool isCaption = line.rfind("caption", 0) == 0;
+    if (comment != std::string::npos && !isCaption) line.erase(comment);
+    std::istringstream words(line);
+    std::string key;
+    if (!(words >> key)) continue;
+    if (!readSetting(key, words, d, folder)) {
+      error = path.string() + ":" + std::to_string(number) + ": cannot read \"" + line + "\"";
+      return false;
+    }
+  }
+  if (d.catalogue.empty() || d.output.empty()) {
+    error = path.string() + ": a catalogue and an output file are needed";
+    return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -461,7 +525,7 @@ bool simulateRun(const RunSpec& spec, const CatalogueText& catalogue, SimulatedR
   auto engine = std::make_unique<Engine>();
   loadTermNames(*engine);
   clearModel(engine->model);
-  RunContext context;
+  RunReduction context;
   std::string parameters;
   if (!runParameters(spec, parameters, context, error)) return false;
   engine->run.sinLat = context.sinLat;
@@ -504,7 +568,7 @@ bool simulateRun(const RunSpec& spec, const CatalogueText& catalogue, SimulatedR
     double dec = star.dec;
     if (kind == Kind::MeanPlace) {
       starFields = meanPlaceFields(star, besselian, spec.decimals);
-      meanToApparentOfDate(decodeMeanPlace(starFields), context, ra, dec);
+      meanToApparentOfDate(meanPlace(decodeMeanPlace(starFields)), context, ra, dec);
     } else if (kind == Kind::Apparent) {
       starFields = raText(star.ra, spec.decimals + 1) + "  " + decText(star.dec, spec.decimals);
       const Fields f(starFields);
@@ -522,7 +586,7 @@ bool simulateRun(const RunSpec& spec, const CatalogueText& catalogue, SimulatedR
       starFields = format("%.*f %.*f", digits, azimuth * kDegreesPerRadian, digits,
                           el * kDegreesPerRadian);
       const Fields f(starFields);
-      azElToHaDec(f.values[0] * kRadianPerDegree, f.values[1] * kRadianPerDegree, context,
+      horizonToHaDec(f.values[0] * kRadianPerDegree, f.values[1] * kRadianPerDegree, context,
                   obs.starHa, obs.starDec);
       astro::haDecToHorizon(obs.starHa, obs.starDec, context.sinLat, context.cosLat, 0.0,
                             source);
@@ -566,6 +630,22 @@ bool simulateRun(const RunSpec& spec, const CatalogueText& catalogue, SimulatedR
     return false;
   }
   return true;
+}
+
+bool readDescription(const std::string& path, Description& description, std::string& error) {
+  description = Description{};
+  return readDescriptionFile(path, description, error);
+}
+
+bool simulateDescription(const Description& d, CatalogueText& catalogue, SimulatedRun& run,
+                         std::string& error) {
+  if (d.synthetic) {
+    catalogue = syntheticCatalogue(d.syntheticCount, d.syntheticMinDec, d.syntheticSeed);
+  } else if (!readCatalogue(d.catalogue, catalogue)) {
+    error = "cannot read " + d.catalogue;
+    return false;
+  }
+  return simulateRun(d.spec, catalogue, run, error);
 }
 
 }  // namespace zenfit::sim

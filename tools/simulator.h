@@ -96,4 +96,23 @@ bool readCatalogue(const std::string& path, CatalogueText& catalogue);
 bool simulateRun(const RunSpec& spec, const CatalogueText& catalogue, SimulatedRun& run,
                  std::string& error);
 
+// A simulation as its description file gives it (the settings are listed
+// in tools/simulate.cpp); file names are resolved from the file's folder.
+struct Description {
+  RunSpec spec;
+  std::string catalogue;
+  bool synthetic = false;
+  int syntheticCount = 0;
+  double syntheticMinDec = -90.0;
+  std::uint64_t syntheticSeed = 1;
+  std::string output;
+};
+
+bool readDescription(const std::string& path, Description& description, std::string& error);
+
+// The catalogue (read, or made when the description asks for a synthetic
+// one) and the run of a description.
+bool simulateDescription(const Description& description, CatalogueText& catalogue,
+                         SimulatedRun& run, std::string& error);
+
 }  // namespace zenfit::sim

@@ -213,5 +213,76 @@ TEST_F(Simulator, RefusesWhatItCannotSimulate) {
   EXPECT_EQ(error, "no usable star in the catalogue");
 }
 
+// Through the observation reader: the files read back to the very places
+// the simulator reduced, and fit back to their models.
+class SimulatedFiles : public ::testing::Test {
+ protected:
+  ScratchDir dir;
+  Session session{dir.path()};
+  Engine& engine = session.engine();
+  const sim::CatalogueText catalogue = sim::syntheticCatalogue(400, -40.0, 17);
+
+  sim::SimulatedRun read(const sim::RunSpec& spec) {
+    sim::SimulatedRun run;
+    std::string error;
+    EXPECT_TRUE(sim::simulateRun(spec, catalogue, run, error)) << error;
+    dir.write("cat.dat", catalogue.text());
+    dir.write("run.dat", run.text);
+    session.run("INST cat");
+    const std::string out = session.run("INDAT run");
+    EXPECT_EQ(out.find("rejected"), std::string::npos) << out;
+    EXPECT_EQ(out.find("Rejected"), std::string::npos);
+    return run;
+  }
+
+  void fitTwice(const std::vector<sim::ModelTerm>& model) {
+    for (const sim::ModelTerm& t : model) {
+      session.run("USE " + t.name);
+      if (t.parallel) session.run("PARAL " + t.name);
+    }
+    session.run("FIT");
+    session.run("FIT");
+  }
+};
+
+TEST_F(SimulatedFiles, ReadBackToThePlacesTheSimulatorReduced) {
+  const sim::SimulatedRun run = read(equatorialSpec());
+  const ObservationList& list = engine.observations;
+  ASSERT_EQ(observationCount(list), static_cast<int>(run.observations.size()));
+  for (std::size_t i = 0; i < run.observations.size(); ++i) {
+    const sim::SimulatedObservation& o = run.observations[i];
+    EXPECT_NEAR(std::remainder(list.starHa[i] - o.starHa, 2.0 * kPi), 0.0, 1e-12) << o.record;
+    EXPECT_NEAR(list.starDec[i], o.starDec, 1e-12) << o.record;
+    EXPECT_NEAR(std::remainder(list.telHa[i] - o.telHa, 2.0 * kPi), 0.0, 1e-12) << o.record;
+    EXPECT_NEAR(list.telDec[i], o.telDec, 1e-12) << o.record;
+    EXPECT_EQ(list.pierFlag[i], o.pierFlag) << o.record;
+    EXPECT_EQ(list.aux[i][0], o.aux1) << o.record;
+  }
+}
+
+TEST_F(SimulatedFiles, AQuarterOverThePoleFitsAsWellAsNoneThroughTheReader) {
+  for (double flipped : {0.0, 0.25}) {
+    sim::RunSpec spec = equatorialSpec();
+    spec.flippedShare = flipped;
+    read(spec);
+    session.run("LOSE");
+    fitTwice(spec.model);
+    EXPECT_LT(largestError(engine, spec.model), 0.001) << "flipped share " << flipped;
+    EXPECT_LT(engine.fit.skyRms / kArcsecond, 0.001);
+  }
+}
+
+TEST_F(SimulatedFiles, HorizonRecordsFitBackThroughTheReader) {
+  sim::RunSpec spec;
+  spec.mount = sim::Mount::Altazimuth;
+  spec.observations = 150;
+  spec.decimals = 6;
+  spec.model = {{"IA", -52.0}, {"IE", 14.0}, {"CA", 21.0}, {"NPAE", -8.0},
+                {"AN", 11.0},  {"AW", -6.5}, {"TF", 9.0},  {"HASA2", 2.5}};
+  read(spec);
+  fitTwice(spec.model);
+  EXPECT_LT(largestError(engine, spec.model), 0.001);
+}
+
 }  // namespace
 }  // namespace zenfit::test
