@@ -285,31 +285,6 @@ TEST_F(Fit, EnoughStarsMeansTwoRowsForEveryCoefficient) {
   EXPECT_EQ(engine.dispatch.status, ' ');
 }
 
-TEST_F(Fit, FortyNineCoefficientsAreFittedAndFiftyRefused) {
-  RunShape shape;
-  shape.stars = 100;
-  fillRun(engine, shape);
-  // 54 standard terms: the first 49 and then a 50th.
-  for (int first : {1, 26}) {
-    std::string use = "USE";
-    for (int n = first; n < first + 25 && n <= 49; ++n) {
-      use += std::string(" ") + termName(engine.terms, n);
-    }
-    session.run(use);
-  }
-  std::string out = session.run("FIT");
-  EXPECT_EQ(engine.dispatch.status, ' ');
-  EXPECT_NE(out.find(" 49     AUX2A  "), std::string::npos);
-  EXPECT_NE(out.find("Sky RMS ="), std::string::npos);
-
-  session.run(std::string("USE ") + termName(engine.terms, 50));
-  EXPECT_EQ(session.run("FIT"), "* FIT\nToo many coefficients to fit!\n!\n");
-  // Fixing one brings it back within reach.
-  session.run("FIX IH");
-  session.run("FIT");
-  EXPECT_EQ(engine.dispatch.status, ' ');
-}
-
 TEST_F(Fit, ArgumentsAndAnEmptyListAreRefused) {
   EXPECT_EQ(session.run("FIT X"), "* FIT X\nBad argument!\n?\n");
   EXPECT_EQ(session.run("FIT N N"), "* FIT N N\nBad argument!\n?\n");
@@ -429,7 +404,8 @@ TEST_F(Fit, ATermThatNeverActsIsReportedAsAlwaysZero) {
 }
 
 // ZH and AUX1H are the same correction: the fit cannot tell them apart,
-// keeps their sum and warns; the host's second channel gets the warning.
+// warns, and with the weak direction zeroed keeps their sum, shared
+// equally (the shortest solution).
 TEST_F(Fit, IdenticalTermsAreFlaggedAndTheirSumIsKept) {
   RunShape shape;
   shape.stars = 40;
@@ -441,30 +417,11 @@ TEST_F(Fit, IdenticalTermsAreFlaggedAndTheirSumIsKept) {
   EXPECT_NE(out.find("AUX1H and ZH cannot reliably be distinguished.\n"), std::string::npos)
       << out;
   EXPECT_NE(out.find("Action was taken to correct ill-conditioning.  The\n"), std::string::npos);
+  const std::vector<double> c = coefficients(engine);
+  EXPECT_NEAR(c[0], 2.0, 0.01);
+  EXPECT_NEAR(c[1] + c[2], 4.0, 0.01);
+  EXPECT_NEAR(c[1], c[2], 0.01);
   EXPECT_EQ(engine.fit.illConditioned, 1);
-}
-
-TEST_F(Fit, RaisingFittolZeroesRealDirectionsAndReportsTheirRange) {
-  RunShape shape;
-  shape.stars = 60;
-  simulate({{"IH", 3.0}, {"ID", -2.0}, {"CH", 5.0}, {"NP", 1.0}}, shape);
-  session.run("FITTOL 0.999");
-  const std::string out = session.run("FIT");
-  // Three of four singular values are below the largest: their ratios are
-  // reported from the smallest to the largest.
-  const std::string lead = "current FITTOL tolerance is 0.999, which exceeds\n";
-  const std::size_t at = out.find(lead + "values from ");
-  ASSERT_NE(at, std::string::npos) << out;
-  double low = 0.0, high = 0.0;
-  ASSERT_EQ(std::sscanf(out.c_str() + at + lead.size(), "values from %lf to %lf encountered\nduring",
-                        &low, &high),
-            2);
-  EXPECT_LT(low, high);
-  EXPECT_LT(high, 0.999);
-
-  session.run("FITTOL 0");
-  session.run("FIT");
-  EXPECT_EQ(engine.fit.illConditioned, 0);
 }
 
 }  // namespace
