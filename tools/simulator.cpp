@@ -137,13 +137,13 @@ int decodeRaDec(const Fields& f, int first, double& ra, double& dec) {
 
 // The run parameters record, and what the reader will make of it: its
 // parser, then the run's constants as the reader derives them.
-bool runParameters(const RunSpec& spec, std::string& record, RunReduction& run,
+bool runParameters(const RunPlan& plan, std::string& record, RunReduction& run,
                    std::string& error) {
-  record = spec.latitude;
-  if (spec.dated) {
-    record += format(" %d %d %.5f", spec.year, spec.month, spec.day);
-    if (spec.weather) {
-      const Weather& w = spec.conditions;
+  record = plan.latitude;
+  if (plan.dated) {
+    record += format(" %d %d %.5f", plan.year, plan.month, plan.day);
+    if (plan.weather) {
+      const Weather& w = plan.conditions;
       record += format(" %.1f %.1f %.0f %.2f %.2f %.4f", w.temperatureC, w.pressureMb, w.heightM,
                        w.humidity, w.wavelengthUm, w.lapseRateKPerM);
     }
@@ -255,11 +255,11 @@ double elevationAt(const Star& star, double lst, const RunReduction& run) {
 // A star visible at lst, preferring one not among the recent picks; -1 if
 // none is visible.
 int chooseStar(const std::vector<Star>& stars, double lst, const RunReduction& run,
-               const RunSpec& spec, std::vector<int>& recent, Random& random) {
+               const RunPlan& plan, std::vector<int>& recent, Random& random) {
   std::vector<int> visible;
   std::vector<int> fresh;
-  const double low = spec.lowestElevation * kRadianPerDegree;
-  const double high = spec.highestElevation * kRadianPerDegree;
+  const double low = plan.lowestElevation * kRadianPerDegree;
+  const double high = plan.highestElevation * kRadianPerDegree;
   for (int i = 0; i < static_cast<int>(stars.size()); ++i) {
     if (std::fabs(stars[i].dec) > kPoleLimit) continue;
     const double elevation = elevationAt(stars[i], lst, run);
@@ -316,16 +316,16 @@ CatalogueStar decodeMeanPlace(const std::string& fields) {
 
 // The telescope's reading of the corrected direction: equatorial (RA,
 // Dec, folded over the pole when the mount is flipped) or horizon.
-std::string telescopeFields(const double corrected[3], const RunSpec& spec, const RunReduction& run,
+std::string telescopeFields(const double corrected[3], const RunPlan& plan, const RunReduction& run,
                             double lst, int pier, Random& random, SimulatedObservation& obs) {
-  const double sigma = spec.noiseArcsec * kRadianPerArcsec;
-  if (spec.mount == Mount::Altazimuth) {
+  const double sigma = plan.noiseArcsec * kRadianPerArcsec;
+  if (plan.mount == Mount::Altazimuth) {
     double azimuth = 0.0;
     double elevation = 0.0;
     horizonToAzEl(corrected, azimuth, elevation);
     azimuth += sigma * random.gauss() / std::cos(elevation);
     elevation += sigma * random.gauss();
-    const int digits = spec.decimals + 3;
+    const int digits = plan.decimals + 3;
     const std::string text = format("%.*f %.*f", digits, wrapTwoPi(azimuth) * kDegreesPerRadian,
                                     digits, elevation * kDegreesPerRadian);
     const Fields f(text);
@@ -347,7 +347,7 @@ std::string telescopeFields(const double corrected[3], const RunSpec& spec, cons
     dec = run.sinLat < 0.0 ? -kPi - dec : kPi - dec;
     ra += kPi;
   }
-  const std::string text = raText(ra, spec.decimals) + "  " + decText(dec, spec.decimals - 1);
+  const std::string text = raText(ra, plan.decimals) + "  " + decText(dec, plan.decimals - 1);
   const Fields f(text);
   double raRead = 0.0;
   decodeRaDec(f, 0, raRead, obs.telDec);
@@ -367,7 +367,7 @@ std::string restOf(std::istringstream& in) {
 
 bool readSetting(const std::string& key, std::istringstream& in, Description& d,
                  const fs::path& folder) {
-  RunSpec& s = d.spec;
+  RunPlan& s = d.plan;
   if (key == "caption") {
     s.caption = restOf(in);
     return true;
@@ -520,46 +520,46 @@ bool readCatalogue(const std::string& path, CatalogueText& catalogue) {
   return true;
 }
 
-bool simulateRun(const RunSpec& spec, const CatalogueText& catalogue, SimulatedRun& run,
+bool simulateRun(const RunPlan& plan, const CatalogueText& catalogue, SimulatedRun& run,
                  std::string& error) {
   auto engine = std::make_unique<Engine>();
   loadTermNames(*engine);
   clearModel(engine->model);
   RunReduction context;
   std::string parameters;
-  if (!runParameters(spec, parameters, context, error)) return false;
+  if (!runParameters(plan, parameters, context, error)) return false;
   engine->run.sinLat = context.sinLat;
   engine->run.cosLat = context.cosLat;
-  if (!setModel(*engine, spec.model, error)) return false;
+  if (!setModel(*engine, plan.model, error)) return false;
   std::vector<Star> stars;
   if (!loadStars(*engine, catalogue, context, stars, error)) return false;
 
-  run.text = spec.caption + "\n" + parameters + "\n";
+  run.text = plan.caption + "\n" + parameters + "\n";
   run.observations.clear();
-  Random random(spec.seed);
+  Random random(plan.seed);
   std::vector<int> recent;
   ObservationList& list = engine->observations;
-  for (int k = 0; k < spec.observations; ++k) {
+  for (int k = 0; k < plan.observations; ++k) {
     const std::string lstField =
-        lstText(spec.startLstHours * kRadianPerHour +
-                k * spec.intervalMinutes * 60.0 * kRadianPerTimeSecond);
+        lstText(plan.startLstHours * kRadianPerHour +
+                k * plan.intervalMinutes * 60.0 * kRadianPerTimeSecond);
     const double lst = decodeLst(lstField);
-    const int pick = chooseStar(stars, lst, context, spec, recent, random);
+    const int pick = chooseStar(stars, lst, context, plan, recent, random);
     if (pick < 0) continue;
     const Star& star = stars[pick];
 
     Kind kind = Kind::Catalogue;
     const double draw = random.uniform();
-    if (spec.mount == Mount::Altazimuth) {
+    if (plan.mount == Mount::Altazimuth) {
       kind = Kind::Horizon;
-    } else if (!spec.dated || draw < spec.apparentShare) {
+    } else if (!plan.dated || draw < plan.apparentShare) {
       kind = Kind::Apparent;
-    } else if (draw < spec.apparentShare + spec.meanPlaceShare) {
+    } else if (draw < plan.apparentShare + plan.meanPlaceShare) {
       kind = Kind::MeanPlace;
     }
-    const bool besselian = random.uniform() < spec.besselianShare;
+    const bool besselian = random.uniform() < plan.besselianShare;
     const int pier =
-        spec.mount == Mount::Equatorial && random.uniform() < spec.flippedShare ? 1 : 0;
+        plan.mount == Mount::Equatorial && random.uniform() < plan.flippedShare ? 1 : 0;
 
     SimulatedObservation obs;
     obs.pierFlag = pier;
@@ -567,10 +567,10 @@ bool simulateRun(const RunSpec& spec, const CatalogueText& catalogue, SimulatedR
     double ra = star.ra;
     double dec = star.dec;
     if (kind == Kind::MeanPlace) {
-      starFields = meanPlaceFields(star, besselian, spec.decimals);
+      starFields = meanPlaceFields(star, besselian, plan.decimals);
       meanToApparentOfDate(meanPlace(decodeMeanPlace(starFields)), context, ra, dec);
     } else if (kind == Kind::Apparent) {
-      starFields = raText(star.ra, spec.decimals + 1) + "  " + decText(star.dec, spec.decimals);
+      starFields = raText(star.ra, plan.decimals + 1) + "  " + decText(star.dec, plan.decimals);
       const Fields f(starFields);
       decodeRaDec(f, 0, ra, dec);
     }
@@ -582,7 +582,7 @@ bool simulateRun(const RunSpec& spec, const CatalogueText& catalogue, SimulatedR
       double azimuth = 0.0;
       double el = 0.0;
       horizonToAzEl(source, azimuth, el);
-      const int digits = spec.decimals + 3;
+      const int digits = plan.decimals + 3;
       starFields = format("%.*f %.*f", digits, azimuth * kDegreesPerRadian, digits,
                           el * kDegreesPerRadian);
       const Fields f(starFields);
@@ -593,10 +593,10 @@ bool simulateRun(const RunSpec& spec, const CatalogueText& catalogue, SimulatedR
     }
 
     std::string auxField;
-    if (spec.aux1) {
-      const double t = spec.observations > 1 ? static_cast<double>(k) / (spec.observations - 1)
+    if (plan.aux1) {
+      const double t = plan.observations > 1 ? static_cast<double>(k) / (plan.observations - 1)
                                              : 0.0;
-      auxField = format("  %.3f", spec.aux1First + (spec.aux1Last - spec.aux1First) * t);
+      auxField = format("  %.3f", plan.aux1First + (plan.aux1Last - plan.aux1First) * t);
       obs.aux1 = Fields(auxField).values[0];
     }
     list.status[0] = kStatusActive;
@@ -606,7 +606,7 @@ bool simulateRun(const RunSpec& spec, const CatalogueText& catalogue, SimulatedR
     double corrected[3] = {source[0], source[1], source[2]};
     if (applyModelTerms(*engine, 0, corrected) < 0) continue;
     const std::string telescope =
-        telescopeFields(corrected, spec, context, lst, pier, random, obs);
+        telescopeFields(corrected, plan, context, lst, pier, random, obs);
 
     switch (kind) {
       case Kind::Catalogue:
@@ -645,7 +645,7 @@ bool simulateDescription(const Description& d, CatalogueText& catalogue, Simulat
     error = "cannot read " + d.catalogue;
     return false;
   }
-  return simulateRun(d.spec, catalogue, run, error);
+  return simulateRun(d.plan, catalogue, run, error);
 }
 
 }  // namespace zenfit::sim

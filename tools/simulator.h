@@ -34,7 +34,7 @@ struct Weather {
   double lapseRateKPerM = 0.0065;
 };
 
-struct RunSpec {
+struct RunPlan {
   std::string caption = "Simulated pointing run";
   std::string latitude = "+28 45 36.0";  // degrees, minutes, seconds as written
   bool dated = true;          // false: a latitude-only record, apparent places
@@ -91,15 +91,15 @@ CatalogueText syntheticCatalogue(int count, double minDecDegrees, std::uint64_t 
 // Reads a catalogue file. False when it cannot be read.
 bool readCatalogue(const std::string& path, CatalogueText& catalogue);
 
-// Simulates a run. False, with the reason in error, for a spec that cannot
+// Simulates a run. False, with the reason in error, for a plan that cannot
 // be honoured (a bad latitude, date or term name; no star ever visible).
-bool simulateRun(const RunSpec& spec, const CatalogueText& catalogue, SimulatedRun& run,
+bool simulateRun(const RunPlan& plan, const CatalogueText& catalogue, SimulatedRun& run,
                  std::string& error);
 
 // A simulation as its description file gives it (the settings are listed
 // in tools/simulate.cpp); file names are resolved from the file's folder.
 struct Description {
-  RunSpec spec;
+  RunPlan plan;
   std::string catalogue;
   bool synthetic = false;
   int syntheticCount = 0;

@@ -78,7 +78,7 @@ void checkExample(const char* script, const char* description, const char* model
   ASSERT_TRUE(sim::readDescription(kSource + "/examples/" + description, d, error)) << error;
   const std::map<std::string, Fitted> fitted = lastFit(out);
   ASSERT_GE(fitted.size(), 7u) << out;
-  for (const sim::ModelTerm& t : d.spec.model) {
+  for (const sim::ModelTerm& t : d.plan.model) {
     const auto f = fitted.find(t.name);
     if (f == fitted.end()) continue;  // a term of the mount that the model leaves out
     EXPECT_LT(std::fabs(f->second.value - t.arcsec), 3.0 * f->second.sigma + 0.01) << t.name;
@@ -87,7 +87,7 @@ void checkExample(const char* script, const char* description, const char* model
   const std::size_t at = out.rfind("Popn SD =");
   ASSERT_NE(at, std::string::npos);
   std::sscanf(out.c_str() + at, "Popn SD =%lf", &popSd);
-  EXPECT_NEAR(popSd, d.spec.noiseArcsec * std::sqrt(2.0), 0.25 * d.spec.noiseArcsec);
+  EXPECT_NEAR(popSd, d.plan.noiseArcsec * std::sqrt(2.0), 0.25 * d.plan.noiseArcsec);
 }
 
 TEST(Examples, EquatorialSessionFitsItsMountWithinThreeSigma) {

@@ -19,20 +19,20 @@ const std::vector<sim::ModelTerm> kModel = {
     {"IH", -35.2}, {"ID", 18.7}, {"CH", 24.3}, {"NP", -9.6, true}, {"ME", 42.1}, {"MA", -27.5},
     {"TF", 11.4},  {"FO", -6.8}, {"HF", 5.2},  {"HDCH2", 3.9},     {"AUX1H", 1.5}};
 
-sim::RunSpec equatorialSpec() {
-  sim::RunSpec spec;
-  spec.observations = 250;
-  spec.intervalMinutes = 3.0;
-  spec.meanPlaceShare = 0.3;
-  spec.besselianShare = 0.5;
-  spec.apparentShare = 0.1;
-  spec.flippedShare = 0.25;
-  spec.decimals = 6;
-  spec.aux1 = true;
-  spec.aux1First = 9.0;
-  spec.aux1Last = 2.0;
-  spec.model = kModel;
-  return spec;
+sim::RunPlan equatorialSpec() {
+  sim::RunPlan plan;
+  plan.observations = 250;
+  plan.intervalMinutes = 3.0;
+  plan.meanPlaceShare = 0.3;
+  plan.besselianShare = 0.5;
+  plan.apparentShare = 0.1;
+  plan.flippedShare = 0.25;
+  plan.decimals = 6;
+  plan.aux1 = true;
+  plan.aux1First = 9.0;
+  plan.aux1Last = 2.0;
+  plan.model = kModel;
+  return plan;
 }
 
 std::vector<std::string> recordsOf(const std::string& text) {
@@ -86,8 +86,8 @@ class Simulator : public ::testing::Test {
   Engine& engine = session.engine();
   const sim::CatalogueText catalogue = sim::syntheticCatalogue(400, -40.0, 17);
 
-  void fitBack(const sim::RunSpec& spec, const sim::SimulatedRun& run) {
-    for (const sim::ModelTerm& t : spec.model) {
+  void fitBack(const sim::RunPlan& plan, const sim::SimulatedRun& run) {
+    for (const sim::ModelTerm& t : plan.model) {
       session.run("USE " + t.name);
       if (t.parallel) session.run("PARAL " + t.name);
     }
@@ -98,10 +98,10 @@ class Simulator : public ::testing::Test {
 };
 
 TEST_F(Simulator, WritesEveryKindOfRecordTheReaderKnows) {
-  const sim::RunSpec spec = equatorialSpec();
+  const sim::RunPlan plan = equatorialSpec();
   sim::SimulatedRun run;
   std::string error;
-  ASSERT_TRUE(sim::simulateRun(spec, catalogue, run, error)) << error;
+  ASSERT_TRUE(sim::simulateRun(plan, catalogue, run, error)) << error;
   const std::vector<std::string> lines = recordsOf(run.text);
   ASSERT_EQ(lines.size(), run.observations.size() + 3);
   EXPECT_EQ(lines[0], "Simulated pointing run");
@@ -148,68 +148,68 @@ TEST_F(Simulator, WritesEveryKindOfRecordTheReaderKnows) {
 
   // A fixed seed makes a fixed file.
   sim::SimulatedRun again;
-  ASSERT_TRUE(sim::simulateRun(spec, catalogue, again, error));
+  ASSERT_TRUE(sim::simulateRun(plan, catalogue, again, error));
   EXPECT_EQ(again.text, run.text);
 }
 
 TEST_F(Simulator, NoiselessEquatorialRunFitsBackToItsModel) {
-  const sim::RunSpec spec = equatorialSpec();
+  const sim::RunPlan plan = equatorialSpec();
   sim::SimulatedRun run;
   std::string error;
-  ASSERT_TRUE(sim::simulateRun(spec, catalogue, run, error)) << error;
-  fitBack(spec, run);
-  EXPECT_LT(largestError(engine, spec.model), 0.001);
+  ASSERT_TRUE(sim::simulateRun(plan, catalogue, run, error)) << error;
+  fitBack(plan, run);
+  EXPECT_LT(largestError(engine, plan.model), 0.001);
   EXPECT_LT(engine.fit.skyRms / kArcsecond, 0.001);
 }
 
 TEST_F(Simulator, NoisyRunFitsWithinItsSigmasAndTheNoiseShowsInTheRms) {
-  sim::RunSpec spec = equatorialSpec();
-  spec.noiseArcsec = 1.0;
-  spec.decimals = 2;  // as an observer writes them: 0.01 s and 0.1 arcsec
+  sim::RunPlan plan = equatorialSpec();
+  plan.noiseArcsec = 1.0;
+  plan.decimals = 2;  // as an observer writes them: 0.01 s and 0.1 arcsec
   sim::SimulatedRun run;
   std::string error;
-  ASSERT_TRUE(sim::simulateRun(spec, catalogue, run, error)) << error;
-  fitBack(spec, run);
+  ASSERT_TRUE(sim::simulateRun(plan, catalogue, run, error)) << error;
+  fitBack(plan, run);
   const std::vector<double> got = coefficients(engine);
   const std::vector<double> sigma = sigmas(engine);
-  for (std::size_t j = 0; j < spec.model.size(); ++j) {
-    EXPECT_LT(std::fabs(got[j] - spec.model[j].arcsec), 3.0 * sigma[j]) << spec.model[j].name;
+  for (std::size_t j = 0; j < plan.model.size(); ++j) {
+    EXPECT_LT(std::fabs(got[j] - plan.model[j].arcsec), 3.0 * sigma[j]) << plan.model[j].name;
   }
   EXPECT_NEAR(engine.fit.popSd / kArcsecond, std::sqrt(2.0), 0.15);
 }
 
 TEST_F(Simulator, AltazimuthRunWithHorizonRecordsFitsBackToItsModel) {
-  sim::RunSpec spec;
-  spec.mount = sim::Mount::Altazimuth;
-  spec.observations = 150;
-  spec.decimals = 6;
-  spec.model = {{"IA", -52.0}, {"IE", 14.0}, {"CA", 21.0}, {"NPAE", -8.0},
+  sim::RunPlan plan;
+  plan.mount = sim::Mount::Altazimuth;
+  plan.observations = 150;
+  plan.decimals = 6;
+  plan.model = {{"IA", -52.0}, {"IE", 14.0}, {"CA", 21.0}, {"NPAE", -8.0},
                 {"AN", 11.0},  {"AW", -6.5}, {"TF", 9.0},  {"HASA2", 2.5}};
   sim::SimulatedRun run;
   std::string error;
-  ASSERT_TRUE(sim::simulateRun(spec, catalogue, run, error)) << error;
+  ASSERT_TRUE(sim::simulateRun(plan, catalogue, run, error)) << error;
   for (const sim::SimulatedObservation& o : run.observations) {
     EXPECT_EQ(fieldCount(o.record), 4) << o.record;
     EXPECT_EQ(o.pierFlag, 0);
   }
-  fitBack(spec, run);
-  EXPECT_LT(largestError(engine, spec.model), 0.001);
+  fitBack(plan, run);
+  EXPECT_LT(largestError(engine, plan.model), 0.001);
 }
 
 TEST_F(Simulator, RefusesWhatItCannotSimulate) {
-  sim::RunSpec spec = equatorialSpec();
+  sim::RunPlan plan = equatorialSpec();
   sim::SimulatedRun run;
   std::string error;
-  spec.model.push_back({"NOTERM", 1.0});
-  EXPECT_FALSE(sim::simulateRun(spec, catalogue, run, error));
+  plan.model.push_back({"NOTERM", 1.0});
+  EXPECT_FALSE(sim::simulateRun(plan, catalogue, run, error));
   EXPECT_EQ(error, "bad term: NOTERM");
-  spec = equatorialSpec();
-  spec.latitude = "+28 75 00";
-  EXPECT_FALSE(sim::simulateRun(spec, catalogue, run, error));
-  spec = equatorialSpec();
+  plan = equatorialSpec();
+  plan.latitude = "+28 75 00";
+  EXPECT_FALSE(sim::simulateRun(plan, catalogue, run, error));
+  plan = equatorialSpec();
   sim::CatalogueText headingOnly;
   headingOnly.lines = {"Name"};
-  EXPECT_FALSE(sim::simulateRun(spec, headingOnly, run, error));
+  EXPECT_FALSE(sim::simulateRun(plan, headingOnly, run, error));
   EXPECT_EQ(error, "no usable star in the catalogue");
 }
 
@@ -222,10 +222,10 @@ class SimulatedFiles : public ::testing::Test {
   Engine& engine = session.engine();
   const sim::CatalogueText catalogue = sim::syntheticCatalogue(400, -40.0, 17);
 
-  sim::SimulatedRun read(const sim::RunSpec& spec) {
+  sim::SimulatedRun read(const sim::RunPlan& plan) {
     sim::SimulatedRun run;
     std::string error;
-    EXPECT_TRUE(sim::simulateRun(spec, catalogue, run, error)) << error;
+    EXPECT_TRUE(sim::simulateRun(plan, catalogue, run, error)) << error;
     dir.write("cat.dat", catalogue.text());
     dir.write("run.dat", run.text);
     session.run("INST cat");
@@ -262,26 +262,26 @@ TEST_F(SimulatedFiles, ReadBackToThePlacesTheSimulatorReduced) {
 
 TEST_F(SimulatedFiles, AQuarterOverThePoleFitsAsWellAsNoneThroughTheReader) {
   for (double flipped : {0.0, 0.25}) {
-    sim::RunSpec spec = equatorialSpec();
-    spec.flippedShare = flipped;
-    read(spec);
+    sim::RunPlan plan = equatorialSpec();
+    plan.flippedShare = flipped;
+    read(plan);
     session.run("LOSE");
-    fitTwice(spec.model);
-    EXPECT_LT(largestError(engine, spec.model), 0.001) << "flipped share " << flipped;
+    fitTwice(plan.model);
+    EXPECT_LT(largestError(engine, plan.model), 0.001) << "flipped share " << flipped;
     EXPECT_LT(engine.fit.skyRms / kArcsecond, 0.001);
   }
 }
 
 TEST_F(SimulatedFiles, HorizonRecordsFitBackThroughTheReader) {
-  sim::RunSpec spec;
-  spec.mount = sim::Mount::Altazimuth;
-  spec.observations = 150;
-  spec.decimals = 6;
-  spec.model = {{"IA", -52.0}, {"IE", 14.0}, {"CA", 21.0}, {"NPAE", -8.0},
+  sim::RunPlan plan;
+  plan.mount = sim::Mount::Altazimuth;
+  plan.observations = 150;
+  plan.decimals = 6;
+  plan.model = {{"IA", -52.0}, {"IE", 14.0}, {"CA", 21.0}, {"NPAE", -8.0},
                 {"AN", 11.0},  {"AW", -6.5}, {"TF", 9.0},  {"HASA2", 2.5}};
-  read(spec);
-  fitTwice(spec.model);
-  EXPECT_LT(largestError(engine, spec.model), 0.001);
+  read(plan);
+  fitTwice(plan.model);
+  EXPECT_LT(largestError(engine, plan.model), 0.001);
 }
 
 }  // namespace
