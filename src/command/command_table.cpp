@@ -24,6 +24,7 @@ const Command kCommandTable[] = {
     {"CLRNG", cmdClrng},
     {"csrv", cmdCsrv},  // hidden: a line that starts with a term name
     {"ECHO", cmdEcho},
+    {"FIT", cmdFit},
     {"FITTOL", cmdFittol},
     {"FIX", cmdFix},
     {"FRAME", cmdFrame},
@@ -63,6 +64,7 @@ const Command kCommandTable[] = {
     {"UNMASK", cmdUnmask},
     {"TXF", cmdTxf},
     {"TXP", cmdTxp},
+    {"UNFIT", cmdUnfit},
     {"USE", cmdUse},
     {"VT", cmdVt},
 };
