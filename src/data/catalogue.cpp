@@ -1,5 +1,6 @@
 #include "data/catalogue.h"
 
+#include <cctype>
 #include <cstdio>
 #include <cstring>
 
@@ -14,35 +15,20 @@ constexpr int kNameLength = 6;
 
 bool isEndMark(const char* line) { return keywordEquals(line, "END") == 0; }
 
-// Keys of the lookup. A name of at most 6 characters (without trailing
-// white space) is packed with its length, so two keys are equal exactly
-// when the keyword comparison finds the two names equal.
-constexpr std::uint64_t kEndMarkKey = std::uint64_t{1} << 63;
-constexpr std::uint64_t kNoSuchKey = std::uint64_t{1} << 62;  // longer than any slot's name
+bool isWhite(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
 
-std::uint64_t packName(const char* text, int length) {
-  std::uint64_t key = static_cast<std::uint64_t>(length) << 48;
-  for (int i = 0; i < length; ++i) {
-    key |= static_cast<std::uint64_t>(static_cast<unsigned char>(text[i])) << (8 * i);
+// Whether a line's name (its first 6 characters without trailing white
+// space) is the given name, which has length characters without trailing
+// white space: the keyword comparison, without copying the name out of the
+// line, since a lookup may walk the whole table for every observation.
+bool lineHasName(const char* line, const char* name, int length) {
+  if (length > kNameLength || std::strncmp(line, name, static_cast<std::size_t>(length)) != 0) {
+    return false;
   }
-  return key;
-}
-
-std::uint64_t nameKey(const char* name) {
-  const int length = trimmedLength(name);
-  return length <= kNameLength ? packName(name, length) : kNoSuchKey;
-}
-
-std::uint64_t lineKey(const char* line) {
-  if (isEndMark(line)) return kEndMarkKey;
-  char slotName[kNameLength + 1];
-  std::snprintf(slotName, sizeof slotName, "%.6s", line);
-  return packName(slotName, trimmedLength(slotName));
-}
-
-void setLine(Catalogue& catalogue, int slot, const char* text) {
-  std::snprintf(catalogue.lines[slot], sizeof catalogue.lines[slot], "%s", text);
-  catalogue.keys[slot] = lineKey(catalogue.lines[slot]);
+  for (int i = length; i < kNameLength && line[i] != '\0'; ++i) {
+    if (!isWhite(line[i])) return false;
+  }
+  return true;
 }
 
 // Reads one line of at most kCatalogueLineLength characters; the rest of a
@@ -95,7 +81,7 @@ bool decodeEntry(const char* line, CatalogueStar& star) {
 }  // namespace
 
 void clearCatalogue(Catalogue& catalogue) {
-  setLine(catalogue, 0, "END");
+  std::snprintf(catalogue.lines[0], sizeof catalogue.lines[0], "END");
   catalogue.lookupPosition = -1;
   catalogue.fileName[0] = '\0';
 }
@@ -117,19 +103,19 @@ int loadCatalogue(Engine& engine, const char* name) {
   char line[kCatalogueLineLength + 1];
   while (slot < kCatalogueSlots - 1) {
     if (cancelPoll(engine, 0) != 0) {
-      setLine(catalogue, 0, "END");
+      std::snprintf(catalogue.lines[0], sizeof catalogue.lines[0], "END");
       std::fclose(file);
       return 1;
     }
     if (!readCatalogueLine(file, line)) break;
     // An "END" line uses up its slot but stores nothing in it.
     if (!isEndMark(line)) {
-      setLine(catalogue, slot, line);
+      std::memcpy(catalogue.lines[slot], line, sizeof line);
       last = slot;
     }
     ++slot;
   }
-  setLine(catalogue, last + 1, "END");
+  std::snprintf(catalogue.lines[last + 1], sizeof catalogue.lines[last + 1], "END");
   std::fclose(file);
   // The count leaves out the first line, which catalogues use as a heading.
   msgOutF(engine, 'I', "%d stars input.\n", last > 0 ? last : 0);
@@ -140,19 +126,19 @@ int findCatalogueStar(Catalogue& catalogue, const char* name, CatalogueStar& sta
   int slot = catalogue.lookupPosition >= 0 && catalogue.lookupPosition < kCatalogueSlots
                  ? catalogue.lookupPosition
                  : 0;
-  const std::uint64_t wanted = nameKey(name);
+  const int length = trimmedLength(name);
   bool wrapped = false;
   for (int steps = 0; steps <= 2 * kCatalogueSlots; ++steps) {
-    const std::uint64_t key = catalogue.keys[slot];
-    if (key == kEndMarkKey) {
+    const char* line = catalogue.lines[slot];
+    if (line[0] == 'E' && isEndMark(line)) {
       if (wrapped) break;
       wrapped = true;
       slot = 0;
       continue;
     }
-    if (key == wanted) {
+    if (lineHasName(line, name, length)) {
       catalogue.lookupPosition = slot;
-      return decodeEntry(catalogue.lines[slot], star) ? 0 : 1;
+      return decodeEntry(line, star) ? 0 : 1;
     }
     if (++slot >= kCatalogueSlots) slot = 0;
   }

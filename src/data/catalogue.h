@@ -7,8 +7,6 @@
 // year, arcseconds per year) and the epoch, optionally led by B or J.
 #pragma once
 
-#include <cstdint>
-
 #include "constants.h"
 
 namespace zenfit {
@@ -17,10 +15,6 @@ struct Engine;
 
 struct Catalogue {
   char lines[kCatalogueSlots][kCatalogueLineLength + 1];
-  // Each line's star name (or its end mark) packed into one integer, kept
-  // in step with lines: a lookup that walks the whole table compares
-  // integers instead of texts.
-  std::uint64_t keys[kCatalogueSlots];
   int lookupPosition = -1;             // slot of the last match, -1 for none
   char fileName[kFileNameSize] = "";   // name used by the last INST
 };
