@@ -1,5 +1,6 @@
 // A model file: read by INMOD with observations loaded, listed, applied to
-// the observations, written by OUTMOD and read back, and reversed.
+// the observations (FIT N, UNFIT, SLIST), written by OUTMOD and read back,
+// reversed, and fitted.
 #include "fuzz_support.h"
 
 namespace {
@@ -22,6 +23,8 @@ const char kCommands[] =
     "INDAT obs\n"
     "INMOD model\n"
     "CLIST\n"
+    "FIT N\n"
+    "UNFIT\n"
     "SLIST\n"
     "OUTMOD copy\n"
     "INMOD copy\n"
@@ -31,6 +34,7 @@ const char kCommands[] =
     "RESET\n"
     "LOSE\n"
     "INMOD copy\n"
+    "FIT\n"
     "CLIST\n";
 
 }  // namespace

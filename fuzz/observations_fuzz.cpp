@@ -1,6 +1,6 @@
 // An observation file: read with a star catalogue in place, read again
-// appended to itself, written back and re-read, then masked, listed and
-// used by the model.
+// appended to itself, written back and re-read, masked, fitted, listed and
+// unfitted.
 #include "fuzz_support.h"
 
 namespace {
@@ -23,7 +23,10 @@ const char kCommands[] =
     "OUTDAT copy\n"
     "USE IH ID NP CH TF ME MA\n"
     "IH 10\nNP -5\nME 3\n"
+    "FIT\n"
     "SLIST\n"
+    "UNFIT\n"
+    "FIT N\n"
     "OUTMOD model\n"
     "UNMASK\n"
     "INDAT copy\n"
