@@ -1,6 +1,6 @@
 // Speed of whole commands as a host runs them: start-up, reading a full
-// observation file of catalogue stars with refraction, and the residual
-// listing of a full list. Every figure includes the message buffer and the
+// observation file of catalogue stars with refraction, the residual listing
+// of a full list, and a whole session at the largest size. Every figure includes the message buffer and the
 // echo of every record. peak_rss_MB is the process's peak resident size so
 // far (run one benchmark alone with --benchmark_filter for its own figure).
 #include <benchmark/benchmark.h>
@@ -200,5 +200,37 @@ void BM_SlistFullListCommand(benchmark::State& state) {
   shutdown(*engine);
 }
 BENCHMARK(BM_SlistFullListCommand)->Unit(benchmark::kMillisecond);
+
+// A whole session at the largest size a host meets: start-up with a full
+// catalogue and a procedure library, INDAT of 4999 catalogue stars, a
+// model of 30 terms, FIT, SLIST and OUTMOD.
+void BM_MaximumSession(benchmark::State& state) {
+  Folder folder;
+  folder.write("stars.dat", catalogueFile());
+  folder.write("procs.dat", procedureLibrary());
+  folder.write("obs.dat", observationFile(true));
+  const char* const session[] = {
+      "INDAT obs",
+      "USE IH ID NP CH ME MA TF FO HF DAF HCES HCEC DCES DCEC HDSH2 HDCH2",
+      "USE HHSH HHCH HHSH2 HHCH2 HDSH HDCH HXSH2 HXCH2 HDSH3 HDCH3 HHSH3 HHCH3 HXSH HXCH",
+      "FIT",
+      "SLIST",
+      "OUTMOD model",
+  };
+  bool complete = true;
+  for (auto _ : state) {
+    auto engine = startEngine();
+    for (const char* line : session) {
+      runLine(*engine, line);
+      complete = complete && engine->dispatch.status == ' ';
+    }
+    complete = complete && stored(*engine) == kMaxObservations;
+    shutdown(*engine);
+  }
+  if (!complete) state.SkipWithError("a command of the session failed");
+  state.SetLabel("4999 observations, 30 terms");
+  state.counters["peak_rss_MB"] = peakRssMb();
+}
+BENCHMARK(BM_MaximumSession)->Unit(benchmark::kMillisecond);
 
 }  // namespace
