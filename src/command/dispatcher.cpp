@@ -24,16 +24,6 @@ void takeProcedureLine(Engine& engine) {
   ++next;
 }
 
-// A procedure that has taken the last line of the store has nothing left
-// to run (it can only get there past an end mark, which ended a session):
-// the chain is over, and lines come from the host or the input again.
-void endProcedureOffTheStore(Engine& engine) {
-  DispatchState& dispatch = engine.dispatch;
-  if (dispatch.procLevel >= 0 && dispatch.nextLine[dispatch.procLevel] >= kProcedureLines) {
-    dispatch.procLevel = -1;
-  }
-}
-
 // Gets the next non-blank line, prepared and echoed. Returns false for a
 // blank host line, which has nothing to run.
 bool getLine(Engine& engine, const char* hostLine) {
@@ -41,7 +31,6 @@ bool getLine(Engine& engine, const char* hostLine) {
   bool prompted = false;
   for (;;) {
     prompted = false;
-    endProcedureOffTheStore(engine);
     if (procedureRunning(engine)) {
       takeProcedureLine(engine);
     } else if (engine.dispatch.batch) {
@@ -127,7 +116,6 @@ int runLine(Engine& engine, const char* line) {
   dispatch.batch = keywordEquals(line, "$") == 0;
   dispatch.status = 0;
   for (;;) {
-    endProcedureOffTheStore(engine);
     startLine(engine);
     dispatch.status = kStatusFailed;
     if (!getLine(engine, line)) break;
@@ -161,6 +149,9 @@ int runLine(Engine& engine, const char* line) {
 }
 
 void cmdEnd(Engine& engine) {
+  // The session ends with every procedure in it, whether END was typed or a
+  // procedure ran into the store's end mark; the host's next line starts afresh.
+  engine.dispatch.procLevel = -1;
   msgOut(engine, 'P', "\n\n* END OF SESSION *\n\n\n");
   shutdownGraphics(engine);
   engine.dispatch.status = kStatusEnd;
