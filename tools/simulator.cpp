@@ -25,11 +25,6 @@ namespace {
 
 // The reader's limit of declination (radians): it refuses stars beyond it.
 constexpr double kPoleLimit = 1.567305668290908;  // 89.8 degrees
-// The reader's refraction settings: Celsius to kelvin, the pressure (mB)
-// below which there is no atmosphere, and the precision of the constants.
-constexpr double kCelsiusToKelvin = 273.155;
-constexpr double kNoAtmosphere = 1e-6;
-constexpr double kRefractionPrecision = 1e-8;
 constexpr double kMinutesPerDay = 1440.0;
 
 // A generator whose sequence is fixed by its seed on every platform: the
@@ -153,34 +148,8 @@ bool runParameters(const RunPlan& plan, std::string& record, RunReduction& run,
     error = "bad run parameters: " + record;
     return false;
   }
-  run.sinLat = std::sin(p.latitude);
-  run.cosLat = std::cos(p.latitude);
-  if (p.meteorology && p.effectivePressure > kNoAtmosphere) {
-    astro::refractionConstants(p.effectiveHeight, p.temperature + kCelsiusToKelvin,
-                               p.effectivePressure, p.humidity, p.wavelength, p.latitude,
-                               p.lapseRate, kRefractionPrecision, run.refA, run.refB);
-  }
-  run.dated = p.dated;
-  if (run.dated) {
-    run.mjd = p.mjd;
-    double fromAxis = 0.0;
-    double fromEquator = 0.0;
-    astro::siteDistances(p.latitude, p.effectiveHeight, fromAxis, fromEquator);
-    run.diurab = astro::diurnalAberrationConstant(fromAxis);
-    astro::prepareMeanToApparent(run.mjd, run.apparent);
-  }
+  prepareRunReduction(p, p.dated, run);
   return true;
-}
-
-MeanPlace meanPlace(const CatalogueStar& star) {
-  MeanPlace place;
-  place.ra = star.ra;
-  place.dec = star.dec;
-  place.pmRa = star.pmRa;
-  place.pmDec = star.pmDec;
-  place.epoch = star.epoch;
-  place.fk4 = star.epochKind == kEpochBesselian;
-  return place;
 }
 
 // Azimuth (from the north through the east) and elevation, radians, of a

@@ -70,7 +70,7 @@ int prepareLine(int n, char* raw, char* echo, char* command) {
   return blank ? 1 : 0;
 }
 
-int readLine(std::FILE* stream, int n, char* raw, char* echo, char* command) {
+bool readTextLine(std::FILE* stream, int n, char* line) {
   int count = 0;
   long dropped = 0;
   int c = EOF;
@@ -78,20 +78,25 @@ int readLine(std::FILE* stream, int n, char* raw, char* echo, char* command) {
   while ((c = std::fgetc(stream)) != EOF) {
     any = true;
     if (c == '\n') break;
-    // A NUL byte would end the text early; keep it as a blank instead.
-    if (c == '\0') c = ' ';
+    // A NUL byte would end the text early; it is a blank like white space.
+    if (c == '\0' || isWhite(static_cast<char>(c))) c = ' ';
     if (count < n) {
-      raw[count++] = static_cast<char>(c);
+      line[count++] = static_cast<char>(c);
     } else if (++dropped > kMaxDroppedPerLine) {
       any = false;  // no text file has such a line: a device or a binary stream
       break;
     }
   }
-  if (!any) {
+  line[count] = '\0';
+  trimRight(line);
+  return any;
+}
+
+int readLine(std::FILE* stream, int n, char* raw, char* echo, char* command) {
+  if (!readTextLine(stream, n, raw)) {
     raw[0] = echo[0] = command[0] = '\0';
     return -1;
   }
-  raw[count] = '\0';
   return prepareLine(n, raw, echo, command);
 }
 

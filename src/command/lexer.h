@@ -26,6 +26,12 @@ struct LineBuffers {
 // characters copied (200).
 int prepareLine(int n, char* raw, char* echo, char* command);
 
+// Reads one line of at most n characters into line, with white space and
+// NUL bytes made blanks and trailing blanks removed; the rest of a longer
+// line is read and dropped. False at end of input, or when a line runs on
+// for 64 KiB without ending (a device or a binary stream, not text).
+bool readTextLine(std::FILE* stream, int n, char* line);
+
 // Reads one line of at most n characters from the stream (the rest of a
 // longer line is read and dropped) and prepares it. Returns -1 at end of
 // input or on a read error, with all three buffers emptied.

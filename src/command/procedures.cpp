@@ -36,17 +36,13 @@ void cmdInpro(Engine& engine) {
     return;
   }
   char name[kFileNameSize];
-  restOfLine(textFrom(engine.lines.echo, 5), sizeof name, name);
-  trimRight(name);
+  fileNameArgument(engine, 5, name);
   if (name[0] == '\0') {
     std::snprintf(name, sizeof name, "%s", engine.settings.procedureLibrary);
   }
-  std::FILE* file = nullptr;
-  const int opened = openNamedFile(name, kFileNameSize, "r", &file);
-  if (opened != 0) {
-    msgOutF(engine, 'E', "Library file cannot be opened!  File = %s, status = %d\n", name, opened);
-    return;
-  }
+  std::FILE* file =
+      openOrReport(engine, name, "r", "Library file cannot be opened!  File = %s, status = %d\n");
+  if (file == nullptr) return;
   msgOutF(engine, 'I', "Reading procedures from file %s ...\n", name);
 
   ProcedureStore& store = engine.procedures;

@@ -136,6 +136,20 @@ int openNamedFile(const char* name, int maxLength, const char* mode, std::FILE**
   return *file != nullptr ? 0 : -1;
 }
 
+void fileNameArgument(const Engine& engine, int commandLength, char name[kFileNameSize]) {
+  restOfLine(textFrom(engine.lines.echo, commandLength), kFileNameSize, name);
+  trimRight(name);
+}
+
+std::FILE* openOrReport(Engine& engine, const char* name, const char* mode,
+                        const char* failureFormat) {
+  std::FILE* file = nullptr;
+  const int opened = openNamedFile(name, kFileNameSize, mode, &file);
+  if (opened == 0) return file;
+  msgOutF(engine, 'E', failureFormat, name, opened);
+  return nullptr;
+}
+
 int startup(Engine& engine, const StartupOptions& options) {
   HostState& host = engine.host;
   host.cancelHandler = options.cancelHandler;

@@ -2,6 +2,7 @@
 // banner and the start-up procedure.
 #pragma once
 
+#include "constants.h"
 #include "host/message.h"
 
 namespace zenfit {
@@ -32,5 +33,15 @@ void shutdown(Engine& engine);
 // characters gets ".dat". Returns 0, -1 when the open fails, -2 for an
 // empty name.
 int openNamedFile(const char* name, int maxLength, const char* mode, std::FILE** file);
+
+// The file name after a command word of the given length: the rest of the
+// echo line (case kept) with one level of quotes removed and trailing
+// blanks trimmed; empty when there is none.
+void fileNameArgument(const Engine& engine, int commandLength, char name[kFileNameSize]);
+
+// Opens name with the common opener. A failure is reported with
+// failureFormat, which takes the name and the opener's status, and gives null.
+std::FILE* openOrReport(Engine& engine, const char* name, const char* mode,
+                        const char* failureFormat);
 
 }  // namespace zenfit

@@ -31,23 +31,6 @@ bool lineHasName(const char* line, const char* name, int length) {
   return true;
 }
 
-// Reads one line of at most kCatalogueLineLength characters; the rest of a
-// longer line is read and dropped. Returns false at end of file.
-bool readCatalogueLine(std::FILE* file, char* line) {
-  int count = 0;
-  int c = EOF;
-  bool any = false;
-  while ((c = std::fgetc(file)) != EOF) {
-    any = true;
-    if (c == '\n') break;
-    if (c == '\0' || c == '\r') c = ' ';
-    if (count < kCatalogueLineLength) line[count++] = static_cast<char>(c);
-  }
-  line[count] = '\0';
-  trimRight(line);
-  return any;
-}
-
 // Decodes the 9 fields after the name: RA, Dec, proper motions, epoch.
 bool decodeEntry(const char* line, CatalogueStar& star) {
   const int length = static_cast<int>(std::strlen(line));
@@ -88,13 +71,9 @@ void clearCatalogue(Catalogue& catalogue) {
 
 int loadCatalogue(Engine& engine, const char* name) {
   Catalogue& catalogue = engine.catalogue;
-  std::FILE* file = nullptr;
-  const int opened = openNamedFile(name, kFileNameSize, "r", &file);
-  if (opened != 0) {
-    msgOutF(engine, 'E', "Star catalogue file cannot be opened!  File = %s, status = %d\n", name,
-            opened);
-    return -1;
-  }
+  std::FILE* file = openOrReport(engine, name, "r",
+                                 "Star catalogue file cannot be opened!  File = %s, status = %d\n");
+  if (file == nullptr) return -1;
   msgOutF(engine, 'I', "Reading star catalogue entries from file %s ...\n", name);
   catalogue.lookupPosition = -1;
 
@@ -107,7 +86,7 @@ int loadCatalogue(Engine& engine, const char* name) {
       std::fclose(file);
       return 1;
     }
-    if (!readCatalogueLine(file, line)) break;
+    if (!readTextLine(file, kCatalogueLineLength, line)) break;
     // An "END" line uses up its slot but stores nothing in it.
     if (!isEndMark(line)) {
       std::memcpy(catalogue.lines[slot], line, sizeof line);
@@ -149,8 +128,7 @@ int findCatalogueStar(Catalogue& catalogue, const char* name, CatalogueStar& sta
 void cmdInst(Engine& engine) {
   Catalogue& catalogue = engine.catalogue;
   char name[kFileNameSize];
-  restOfLine(textFrom(engine.lines.echo, 4), sizeof name, name);
-  trimRight(name);
+  fileNameArgument(engine, 4, name);
   if (name[0] != '\0') {
     std::snprintf(catalogue.fileName, sizeof catalogue.fileName, "%s", name);
   } else if (catalogue.fileName[0] == '\0') {

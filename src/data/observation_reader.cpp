@@ -23,10 +23,6 @@ constexpr double kPoleLimit = 1.567305668290908;     // 89.8 degrees of declinat
 constexpr double kLowLimit = 0.17453292519943295;    // 10 degrees of elevation
 constexpr double kZenithLimit = 1.567305668290908;   // 89.8 degrees of elevation
 
-// Pressure (mB) at or below which there is no refraction to speak of.
-constexpr double kNoAtmosphere = 1e-6;
-constexpr double kCelsiusToKelvin = 273.155;
-constexpr double kRefractionPrecision = 1e-8;
 
 enum Rejection {
   kAccepted,
@@ -89,24 +85,6 @@ struct Reader {
   RunParameters params;
   RunReduction run;
 };
-
-// Reads one line of at most kRecordLength characters (the rest of a longer
-// line is dropped), with every white-space or NUL byte made a blank and
-// trailing blanks removed. False at the end of the file.
-bool readRecord(std::FILE* file, char* line) {
-  int count = 0;
-  int c = EOF;
-  bool any = false;
-  while ((c = std::fgetc(file)) != EOF) {
-    any = true;
-    if (c == '\n') break;
-    if (c == '\0' || std::isspace(c)) c = ' ';
-    if (count < kRecordLength) line[count++] = static_cast<char>(c);
-  }
-  line[count] = '\0';
-  trimRight(line);
-  return any;
-}
 
 const char* skipBlanks(const char* text) {
   while (*text == ' ') ++text;
@@ -290,14 +268,7 @@ Rejection readCatalogueStar(Reader& reader, const char* record, Observation& obs
   const int found = findCatalogueStar(reader.engine.catalogue, starName, entry);
   if (found < 0) return kNotInCatalogue;
   if (found > 0) return kIllegalCatalogueRecord;
-  MeanPlace star;
-  star.ra = entry.ra;
-  star.dec = entry.dec;
-  star.pmRa = entry.pmRa;
-  star.pmDec = entry.pmDec;
-  star.epoch = entry.epoch;
-  star.fk4 = entry.epochKind == kEpochBesselian;
-  return finishEquatorial(reader, true, star, telRa, telDec, obs);
+  return finishEquatorial(reader, true, meanPlace(entry), telRa, telDec, obs);
 }
 
 // Azimuths and elevations in degrees: no date and no reduction needed.
@@ -352,7 +323,7 @@ void store(Reader& reader, const Observation& obs) {
 // The file, record kind by record kind.
 
 bool readCaption(Reader& reader) {
-  if (!readRecord(reader.file, reader.line) || isEndRecord(reader.line)) return false;
+  if (!readTextLine(reader.file, kRecordLength, reader.line) || isEndRecord(reader.line)) return false;
   Engine& engine = reader.engine;
   msgOut(engine, 'P', "\f *  POINTING OBSERVATIONS  *\n\n");
   echo(reader, reader.line);
@@ -408,24 +379,7 @@ void acceptRunParameters(Reader& reader) {
   Engine& engine = reader.engine;
   const RunParameters& p = reader.params;
   RunReduction& run = reader.run;
-  run.sinLat = std::sin(p.latitude);
-  run.cosLat = std::cos(p.latitude);
-  run.refA = run.refB = 0.0;
-  if (p.meteorology && p.effectivePressure > kNoAtmosphere) {
-    astro::refractionConstants(p.effectiveHeight, p.temperature + kCelsiusToKelvin,
-                               p.effectivePressure, p.humidity, p.wavelength, p.latitude,
-                               p.lapseRate, kRefractionPrecision, run.refA, run.refB);
-  }
-  run.dated = p.dated && !reader.noDate;
-  run.diurab = 0.0;
-  if (run.dated) {
-    run.mjd = p.mjd;
-    double fromAxis = 0.0;
-    double fromEquator = 0.0;
-    astro::siteDistances(p.latitude, p.effectiveHeight, fromAxis, fromEquator);
-    run.diurab = astro::diurnalAberrationConstant(fromAxis);
-    astro::prepareMeanToApparent(run.mjd, run.apparent);
-  }
+  prepareRunReduction(p, p.dated && !reader.noDate, run);
 
   RunState& state = engine.run;
   state.sinLat = run.sinLat;
@@ -451,7 +405,7 @@ int readHeader(Reader& reader) {
     return kReadUnexpectedEnd;
   }
   for (;;) {
-    if (!readRecord(reader.file, reader.line) || isEndRecord(reader.line)) {
+    if (!readTextLine(reader.file, kRecordLength, reader.line) || isEndRecord(reader.line)) {
       msgOut(engine, 'E', "Unexpected end-of-file!\n");
       return kReadUnexpectedEnd;
     }
@@ -473,7 +427,7 @@ int readHeader(Reader& reader) {
 int readObservationRecords(Reader& reader) {
   Engine& engine = reader.engine;
   const bool brief = engine.run.briefEcho != 0;
-  while (readRecord(reader.file, reader.line) && !isEndRecord(reader.line)) {
+  while (readTextLine(reader.file, kRecordLength, reader.line) && !isEndRecord(reader.line)) {
     // Blank lines separate groups of observations; they are not records.
     if (reader.line[0] == '\0') continue;
     if (!brief) echo(reader, reader.line);
@@ -524,18 +478,14 @@ int readObservations(Engine& engine, std::FILE* file, int& rejected) {
 
 void cmdIndat(Engine& engine) {
   char name[kFileNameSize];
-  restOfLine(textFrom(engine.lines.echo, 5), sizeof name, name);
-  trimRight(name);
+  fileNameArgument(engine, 5, name);
   if (name[0] == '\0') {
     msgOut(engine, 'E', "Input filename must be specified!\n");
     return;
   }
-  std::FILE* file = nullptr;
-  const int opened = openNamedFile(name, kFileNameSize, "r", &file);
-  if (opened != 0) {
-    msgOutF(engine, 'E', "Input file cannot be opened!  File = %s, status = %d\n", name, opened);
-    return;
-  }
+  std::FILE* file =
+      openOrReport(engine, name, "r", "Input file cannot be opened!  File = %s, status = %d\n");
+  if (file == nullptr) return;
   int rejected = 0;
   const int result = readObservations(engine, file, rejected);
   std::fclose(file);

@@ -97,12 +97,9 @@ int writeObservations(Engine& engine, const char* name) {
   for (int slot = 0; slot < kObservationSlots && list.status[slot] >= 0; ++slot) {
     if (list.status[slot] == kStatusMasked) continue;
     if (file == nullptr) {
-      const int opened = openNamedFile(name, kFileNameSize, "w", &file);
-      if (opened != 0) {
-        msgOutF(engine, 'E', "Output file cannot be opened!  File = %s, status = %d\n", name,
-                opened);
-        return -1;
-      }
+      file = openOrReport(engine, name, "w",
+                          "Output file cannot be opened!  File = %s, status = %d\n");
+      if (file == nullptr) return -1;
       writeHeader(file, engine);
     }
     writeObservation(file, list, slot);
@@ -116,8 +113,7 @@ int writeObservations(Engine& engine, const char* name) {
 
 void cmdOutdat(Engine& engine) {
   char name[kFileNameSize];
-  restOfLine(textFrom(engine.lines.echo, 6), sizeof name, name);
-  trimRight(name);
+  fileNameArgument(engine, 6, name);
   if (name[0] == '\0') {
     msgOut(engine, 'E', "Output filename must be specified!\n");
     return;

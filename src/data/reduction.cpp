@@ -1,9 +1,52 @@
 #include "data/reduction.h"
 
+#include <cmath>
+
 #include "astro/vectors.h"
 #include "constants.h"
+#include "data/decode.h"
 
 namespace zenfit {
+
+namespace {
+
+constexpr double kNoAtmosphere = 1e-6;         // millibars: no refraction at or below
+constexpr double kCelsiusToKelvin = 273.155;
+constexpr double kRefractionPrecision = 1e-8;  // radians, for the refraction integral
+
+}  // namespace
+
+void prepareRunReduction(const RunParameters& p, bool dated, RunReduction& run) {
+  run.sinLat = std::sin(p.latitude);
+  run.cosLat = std::cos(p.latitude);
+  run.refA = run.refB = 0.0;
+  if (p.meteorology && p.effectivePressure > kNoAtmosphere) {
+    astro::refractionConstants(p.effectiveHeight, p.temperature + kCelsiusToKelvin,
+                               p.effectivePressure, p.humidity, p.wavelength, p.latitude,
+                               p.lapseRate, kRefractionPrecision, run.refA, run.refB);
+  }
+  run.dated = dated;
+  run.diurab = 0.0;
+  if (run.dated) {
+    run.mjd = p.mjd;
+    double fromAxis = 0.0;
+    double fromEquator = 0.0;
+    astro::siteDistances(p.latitude, p.effectiveHeight, fromAxis, fromEquator);
+    run.diurab = astro::diurnalAberrationConstant(fromAxis);
+    astro::prepareMeanToApparent(run.mjd, run.apparent);
+  }
+}
+
+MeanPlace meanPlace(const CatalogueStar& star) {
+  MeanPlace place;
+  place.ra = star.ra;
+  place.dec = star.dec;
+  place.pmRa = star.pmRa;
+  place.pmDec = star.pmDec;
+  place.epoch = star.epoch;
+  place.fk4 = star.epochKind == kEpochBesselian;
+  return place;
+}
 
 void meanToApparentOfDate(const MeanPlace& place, const RunReduction& run, double& ra,
                           double& dec) {

@@ -4,6 +4,8 @@
 #pragma once
 
 #include "astro/astro.h"
+#include "data/catalogue.h"
+#include "data/run_parameters.h"
 
 namespace zenfit {
 
@@ -29,6 +31,16 @@ struct MeanPlace {
   double epoch = 2000.0;
   bool fk4 = false;
 };
+
+// The run's reduction constants from an accepted run parameters record:
+// the latitude, the refraction constants when there are meteorological
+// data and an atmosphere, and, for a dated run, the diurnal aberration
+// constant and the mean-to-apparent parameters of the date. dated is false
+// for a run whose observations carry no date, whatever the record says.
+void prepareRunReduction(const RunParameters& params, bool dated, RunReduction& run);
+
+// A catalogue entry as a mean place (a Besselian epoch makes it FK4).
+MeanPlace meanPlace(const CatalogueStar& star);
 
 // Mean place to geocentric apparent place of the run's date: proper motion
 // to the date, precession to B1950.0 and FK4 to FK5 (FK4 places) or

@@ -394,20 +394,25 @@ int fitModel(Engine& engine, bool adjust) {
   return 0;
 }
 
-void cmdFit(Engine& engine) {
-  int cursor = 3;  // just after "FIT"
+bool readAdjustOption(Engine& engine, int commandLength, bool& adjust) {
+  int cursor = commandLength;
   char word[kLineLength + 1];
   nextWord(sizeof word, engine.lines.command, cursor, word);
-  bool adjust = true;
-  if (word[0] != '\0') {
-    char extra[kLineLength + 1];
-    nextWord(sizeof extra, engine.lines.command, cursor, extra);
-    if (keywordEquals(word, "N") != 0 || extra[0] != '\0') {
-      msgOut(engine, 'E', "Bad argument!\n");
-      return;
-    }
-    adjust = false;
+  adjust = true;
+  if (word[0] == '\0') return true;
+  char extra[kLineLength + 1];
+  nextWord(sizeof extra, engine.lines.command, cursor, extra);
+  if (keywordEquals(word, "N") != 0 || extra[0] != '\0') {
+    msgOut(engine, 'E', "Bad argument!\n");
+    return false;
   }
+  adjust = false;
+  return true;
+}
+
+void cmdFit(Engine& engine) {
+  bool adjust = true;
+  if (!readAdjustOption(engine, 3, adjust)) return;
   engine.dispatch.status = fitModel(engine, adjust) == 0 ? kStatusDone : kStatusInterrupted;
 }
 

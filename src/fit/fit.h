@@ -16,6 +16,11 @@ inline constexpr int kStatusInterrupted = '!';
 // ended early.
 void cmdFit(Engine& engine);
 
+// Reads the optional "N" after FIT or UNFIT (a command word of the given
+// length): adjust is false for "N". Anything else is reported as a bad
+// argument and gives false.
+bool readAdjustOption(Engine& engine, int commandLength, bool& adjust);
+
 // The fit itself. adjust false is FIT N. Returns 0 when the report was
 // written, 1 after an early failure or an interruption.
 int fitModel(Engine& engine, bool adjust);

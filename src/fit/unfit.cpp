@@ -98,19 +98,8 @@ int unfitModel(Engine& engine, bool adjust) {
 }
 
 void cmdUnfit(Engine& engine) {
-  int cursor = 5;  // just after "UNFIT"
-  char word[kLineLength + 1];
-  nextWord(sizeof word, engine.lines.command, cursor, word);
   bool adjust = true;
-  if (word[0] != '\0') {
-    char extra[kLineLength + 1];
-    nextWord(sizeof extra, engine.lines.command, cursor, extra);
-    if (keywordEquals(word, "N") != 0 || extra[0] != '\0') {
-      msgOut(engine, 'E', "Bad argument!\n");
-      return;
-    }
-    adjust = false;
-  }
+  if (!readAdjustOption(engine, 5, adjust)) return;
   if (unfitModel(engine, adjust) == 0) engine.dispatch.status = kStatusDone;
 }
 

@@ -244,18 +244,14 @@ int readModelFile(Engine& engine, std::FILE* file, bool& failed) {
 
 void cmdOutmod(Engine& engine) {
   char name[kFileNameSize];
-  restOfLine(textFrom(engine.lines.echo, 6), sizeof name, name);
-  trimRight(name);
+  fileNameArgument(engine, 6, name);
   if (name[0] == '\0') {
     msgOut(engine, 'E', "Output filename must be specified!\n");
     return;
   }
-  std::FILE* file = nullptr;
-  const int opened = openNamedFile(name, kFileNameSize, "w", &file);
-  if (opened != 0) {
-    msgOutF(engine, 'E', "Output file cannot be opened!  File = %s, status = %d\n", name, opened);
-    return;
-  }
+  std::FILE* file =
+      openOrReport(engine, name, "w", "Output file cannot be opened!  File = %s, status = %d\n");
+  if (file == nullptr) return;
   writeModelFile(engine, file);
   std::fclose(file);
   engine.dispatch.status = kStatusDone;
@@ -263,18 +259,14 @@ void cmdOutmod(Engine& engine) {
 
 void cmdInmod(Engine& engine) {
   char name[kFileNameSize];
-  restOfLine(textFrom(engine.lines.echo, 5), sizeof name, name);
-  trimRight(name);
+  fileNameArgument(engine, 5, name);
   if (name[0] == '\0') {
     msgOut(engine, 'E', "Input filename must be specified!\n");
     return;
   }
-  std::FILE* file = nullptr;
-  const int opened = openNamedFile(name, kFileNameSize, "r", &file);
-  if (opened != 0) {
-    msgOutF(engine, 'E', "Input file cannot be opened!  File = %s, status  = %d\n", name, opened);
-    return;
-  }
+  std::FILE* file =
+      openOrReport(engine, name, "r", "Input file cannot be opened!  File = %s, status  = %d\n");
+  if (file == nullptr) return;
   bool failed = true;
   readModelFile(engine, file, failed);
   std::fclose(file);
