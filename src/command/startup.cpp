@@ -141,6 +141,14 @@ void fileNameArgument(const Engine& engine, int commandLength, char name[kFileNa
   trimRight(name);
 }
 
+bool requireFileName(Engine& engine, int commandLength, char name[kFileNameSize],
+                     const char* missingMessage) {
+  fileNameArgument(engine, commandLength, name);
+  if (name[0] != '\0') return true;
+  msgOut(engine, 'E', missingMessage);
+  return false;
+}
+
 std::FILE* openOrReport(Engine& engine, const char* name, const char* mode,
                         const char* failureFormat) {
   std::FILE* file = nullptr;

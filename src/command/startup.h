@@ -39,6 +39,11 @@ int openNamedFile(const char* name, int maxLength, const char* mode, std::FILE**
 // blanks trimmed; empty when there is none.
 void fileNameArgument(const Engine& engine, int commandLength, char name[kFileNameSize]);
 
+// As fileNameArgument, for a command that needs a name: none is reported
+// with missingMessage and gives false.
+bool requireFileName(Engine& engine, int commandLength, char name[kFileNameSize],
+                     const char* missingMessage);
+
 // Opens name with the common opener. A failure is reported with
 // failureFormat, which takes the name and the opener's status, and gives null.
 std::FILE* openOrReport(Engine& engine, const char* name, const char* mode,

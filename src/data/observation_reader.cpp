@@ -478,11 +478,7 @@ int readObservations(Engine& engine, std::FILE* file, int& rejected) {
 
 void cmdIndat(Engine& engine) {
   char name[kFileNameSize];
-  fileNameArgument(engine, 5, name);
-  if (name[0] == '\0') {
-    msgOut(engine, 'E', "Input filename must be specified!\n");
-    return;
-  }
+  if (!requireFileName(engine, 5, name, "Input filename must be specified!\n")) return;
   std::FILE* file =
       openOrReport(engine, name, "r", "Input file cannot be opened!  File = %s, status = %d\n");
   if (file == nullptr) return;

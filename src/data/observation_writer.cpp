@@ -113,11 +113,7 @@ int writeObservations(Engine& engine, const char* name) {
 
 void cmdOutdat(Engine& engine) {
   char name[kFileNameSize];
-  fileNameArgument(engine, 6, name);
-  if (name[0] == '\0') {
-    msgOut(engine, 'E', "Output filename must be specified!\n");
-    return;
-  }
+  if (!requireFileName(engine, 6, name, "Output filename must be specified!\n")) return;
   if (writeObservations(engine, name) == 0) engine.dispatch.status = kStatusDone;
 }
 

@@ -244,11 +244,7 @@ int readModelFile(Engine& engine, std::FILE* file, bool& failed) {
 
 void cmdOutmod(Engine& engine) {
   char name[kFileNameSize];
-  fileNameArgument(engine, 6, name);
-  if (name[0] == '\0') {
-    msgOut(engine, 'E', "Output filename must be specified!\n");
-    return;
-  }
+  if (!requireFileName(engine, 6, name, "Output filename must be specified!\n")) return;
   std::FILE* file =
       openOrReport(engine, name, "w", "Output file cannot be opened!  File = %s, status = %d\n");
   if (file == nullptr) return;
@@ -259,11 +255,7 @@ void cmdOutmod(Engine& engine) {
 
 void cmdInmod(Engine& engine) {
   char name[kFileNameSize];
-  fileNameArgument(engine, 5, name);
-  if (name[0] == '\0') {
-    msgOut(engine, 'E', "Input filename must be specified!\n");
-    return;
-  }
+  if (!requireFileName(engine, 5, name, "Input filename must be specified!\n")) return;
   std::FILE* file =
       openOrReport(engine, name, "r", "Input file cannot be opened!  File = %s, status  = %d\n");
   if (file == nullptr) return;
