@@ -8,6 +8,7 @@
 #include "astro/vectors.h"
 #include "data/decode.h"
 #include "engine.h"
+#include "model/evaluate.h"
 #include "fit/fit.h"
 
 namespace zenfit {
@@ -37,11 +38,9 @@ struct HorizonPlace {
   double elevation;
 };
 
-HorizonPlace horizonPlace(double ha, double dec, const RunState& run) {
+HorizonPlace horizonPlace(const Engine& engine, double ha, double dec) {
   HorizonPlace place;
-  double equatorial[3];
-  sphericalToVector(-ha, dec, equatorial);
-  equatorialToHorizon(equatorial, run.sinLat, run.cosLat, place.v);
+  haDecToDirection(engine, ha, dec, place.v);
   vectorToSpherical(place.v, place.longitude, place.elevation);
   return place;
 }
@@ -106,7 +105,6 @@ void writeRms(Engine& engine, const double sums[kDifferences], int active) {
 
 int listResiduals(Engine& engine, double threshold) {
   const ObservationList& list = engine.observations;
-  const RunState& run = engine.run;
   if (list.status[0] < 0) {
     msgOut(engine, 'W', "List of observations is empty.\n");
     msgOut(engine, 'P', kFormFeed);
@@ -125,7 +123,7 @@ int listResiduals(Engine& engine, double threshold) {
     if (isActive || listInactive) {
       const double haP = list.telHaWork[i];
       const double decP = list.telDecWork[i];
-      const HorizonPlace p = horizonPlace(haP, decP, run);
+      const HorizonPlace p = horizonPlace(engine, haP, decP);
       int length = 0;
       if (full) {
         length = formatPosition(line, sizeof line, i + 1, list.pierFlag[i], haP, decP, p);
@@ -134,7 +132,7 @@ int listResiduals(Engine& engine, double threshold) {
         const double haQ = list.starHaWork[i];
         const double decQ = list.starDecWork[i];
         double d[kDifferences];
-        differences(haP, decP, p, haQ, decQ, horizonPlace(haQ, decQ, run), d);
+        differences(haP, decP, p, haQ, decQ, horizonPlace(engine, haQ, decQ), d);
         for (int k = 0; k < kDifferences; ++k) sums[k] += d[k] * d[k];
         ++active;
         if (full && d[kDr] >= thresholdArcsec) {

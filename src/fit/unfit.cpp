@@ -71,7 +71,6 @@ bool removeModel(Engine& engine, int slot, int count, double direction[3]) {
 
 int unfitModel(Engine& engine, bool adjust) {
   ObservationList& list = engine.observations;
-  const RunState& run = engine.run;
   const bool correctTelescope = engine.settings.adjustSense != 2;
   double* fittedHa = correctTelescope ? list.starHaWork : list.telHaWork;
   double* fittedDec = correctTelescope ? list.starDecWork : list.telDecWork;
@@ -84,10 +83,8 @@ int unfitModel(Engine& engine, bool adjust) {
       inputDec[i] = fittedDec[i];
       continue;
     }
-    double equatorial[3];
     double direction[3];
-    sphericalToVector(-fittedHa[i], fittedDec[i], equatorial);
-    equatorialToHorizon(equatorial, run.sinLat, run.cosLat, direction);
+    haDecToDirection(engine, fittedHa[i], fittedDec[i], direction);
     if (!removeModel(engine, i, count, direction)) {
       list.status[i] = kStatusMasked;
       continue;

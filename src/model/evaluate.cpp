@@ -427,21 +427,13 @@ int evaluateTerm(Engine& engine, int termNumber, double coefficient, const doubl
 
 void observationDirections(const Engine& engine, int slot, double source[3], double target[3]) {
   const ObservationList& list = engine.observations;
-  const RunState& run = engine.run;
-  double e[3];
-  const bool correctTelescope = engine.settings.adjustSense != 2;
-  if (correctTelescope) {
-    sphericalToVector(-list.starHa[slot], list.starDec[slot], e);
+  if (engine.settings.adjustSense != 2) {
+    haDecToDirection(engine, list.starHa[slot], list.starDec[slot], source);
+    haDecToDirection(engine, list.telHaWork[slot], list.telDecWork[slot], target);
   } else {
-    sphericalToVector(-list.telHa[slot], list.telDec[slot], e);
+    haDecToDirection(engine, list.telHa[slot], list.telDec[slot], source);
+    haDecToDirection(engine, list.starHaWork[slot], list.starDecWork[slot], target);
   }
-  equatorialToHorizon(e, run.sinLat, run.cosLat, source);
-  if (correctTelescope) {
-    sphericalToVector(-list.telHaWork[slot], list.telDecWork[slot], e);
-  } else {
-    sphericalToVector(-list.starHaWork[slot], list.starDecWork[slot], e);
-  }
-  equatorialToHorizon(e, run.sinLat, run.cosLat, target);
 }
 
 int applyModelTerms(Engine& engine, int slot, double direction[3]) {
@@ -460,6 +452,12 @@ int applyModelTerms(Engine& engine, int slot, double direction[3]) {
 int applyModel(Engine& engine, int slot, double corrected[3], double target[3]) {
   observationDirections(engine, slot, corrected, target);
   return applyModelTerms(engine, slot, corrected);
+}
+
+void haDecToDirection(const Engine& engine, double ha, double dec, double direction[3]) {
+  double e[3];
+  sphericalToVector(-ha, dec, e);
+  equatorialToHorizon(e, engine.run.sinLat, engine.run.cosLat, direction);
 }
 
 void directionToHaDec(const Engine& engine, const double direction[3], double& ha, double& dec) {

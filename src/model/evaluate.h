@@ -53,4 +53,8 @@ int applyModel(Engine& engine, int slot, double corrected[3], double target[3]);
 // direction: the inverse of the conversion observationDirections makes.
 void directionToHaDec(const Engine& engine, const double direction[3], double& ha, double& dec);
 
+// Its inverse: the horizon-referred unit vector of an hour angle and
+// declination (radians) at the run's latitude.
+void haDecToDirection(const Engine& engine, double ha, double dec, double direction[3]);
+
 }  // namespace zenfit
