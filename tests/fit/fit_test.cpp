@@ -99,10 +99,8 @@ TEST_F(Fit, UnfitGivesInputPlacesFromWhichTheModelReproducesTheFittedOnes) {
   }
 }
 
-// The residual listing against the textbook alt-azimuth and haversine
-// formulas (Smart, Spherical Astronomy, ch. 2), independent of the
-// engine's vector code.
-// Elevation and azimuth (north through east) of (h, d) at latitude phi.
+// Elevation and azimuth (north through east) of (h, d) at latitude phi:
+// Smart, Spherical Astronomy, ch. 2.
 void altAz(double h, double d, double phi, double& el, double& az) {
   el = std::asin(std::sin(phi) * std::sin(d) + std::cos(phi) * std::cos(d) * std::cos(h));
   az = std::atan2(-std::cos(d) * std::sin(h),
@@ -110,6 +108,7 @@ void altAz(double h, double d, double phi, double& el, double& az) {
   if (az < 0.0) az += 2 * kPi;
 }
 
+// The numbers at the start of a text, up to the first word that is none.
 std::vector<double> numbers(const std::string& text) {
   std::istringstream in(text);
   std::vector<double> values;
@@ -117,6 +116,8 @@ std::vector<double> numbers(const std::string& text) {
   return values;
 }
 
+// The residual listing against the textbook alt-azimuth and haversine
+// formulas, independent of the engine's vector code.
 TEST(Slist, PositionsDifferencesAndRmsAreThoseOfTheTextbookFormulas) {
   ScratchDir dir;
   Session session(dir.path());
@@ -158,14 +159,13 @@ TEST(Slist, PositionsDifferencesAndRmsAreThoseOfTheTextbookFormulas) {
     altAz(s.h + s.dh, s.d + s.dd, phi, elQ, azQ);
     const double haversine = std::pow(std::sin(s.dd / 2), 2) +
                              std::cos(s.d) * std::cos(s.d + s.dd) * std::pow(std::sin(s.dh / 2), 2);
-    const double want[7] = {azP / kRadianPerDegree,
-                            90.0 - elP / kRadianPerDegree,
-                            std::cos(s.d) * s.dh * kArcsecPerRadian,
-                            s.dd * kArcsecPerRadian,
-                            std::cos(elP) * (azP - azQ) * kArcsecPerRadian,
-                            (elP - elQ) * kArcsecPerRadian,
-                            2 * std::sqrt(haversine) * kArcsecPerRadian};
-    // Az, ZD, dX, dD, dS, dZ, dR after the position; a masked star has no differences.
+    const double k = kArcsecPerRadian;
+    const double want[7] = {azP / kRadianPerDegree,       90.0 - elP / kRadianPerDegree,
+                            std::cos(s.d) * s.dh * k,     s.dd * k,
+                            std::cos(elP) * (azP - azQ) * k, (elP - elQ) * k,
+                            2 * std::sqrt(haversine) * k};
+    // Az, ZD, dX, dD, dS, dZ, dR after the position; none of the differences
+    // for a masked star.
     const std::vector<double> got = numbers(line.substr(31));
     ASSERT_EQ(got.size(), s.status ? 7u : 2u) << line;
     for (std::size_t k = 0; k < got.size(); ++k) EXPECT_NEAR(got[k], want[k], 0.051) << line << k;

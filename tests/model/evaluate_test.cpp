@@ -118,6 +118,7 @@ const Law kLaws[] = {
      [](const Sky& s) {
        return P{std::atan2(sin(s.h), tan(s.phi) * cos(s.d) - sin(s.d) * cos(s.h)), 0};
      }},
+    {"HASA", kHz, [](const Sky& s) { return P{sin(s.A), 0}; }},
     {"HSCA", kHz, [](const Sky& s) { return P{cos(s.A) * sec(s.E), 0}; }},
     {"HZCZ", kHz, [](const Sky& s) { return P{0, -sin(s.E)}; }},
     {"HUCH", kHz, [](const Sky& s) { return P{cos(s.h) * tan(s.E), cos(s.h) * cos(s.E)}; }},
