@@ -1,23 +1,19 @@
-// Pointing runs built straight into an engine's observation list: stars
-// spread over the visible sky, the telescope reading made by applying a
-// known model to each star (the model corrects the telescope), optional
-// Gaussian noise and observations taken over the pole.
+// Pointing runs built straight into an engine's observation list, and an
+// independent least-squares solution to check FIT (and the SVD) against.
 #pragma once
 
 #include <cmath>
 #include <random>
-#include <string>
+#include <utility>
 #include <vector>
 
 #include "astro/vectors.h"
 #include "engine.h"
 #include "model/evaluate.h"
-#include "support/session.h"
 
 namespace zenfit::test {
 
-constexpr double kArcsecond = 4.84813681109536e-6;
-constexpr double kDegree = 0.017453292519943295;
+constexpr double kArcsecond = kRadianPerArcsec;
 
 struct TrueTerm {
   const char* name;
@@ -26,14 +22,12 @@ struct TrueTerm {
 };
 
 struct RunShape {
-  double latitudeDegrees = 28.76;
   int stars = 200;
-  double flipFraction = 0.0;   // share of observations over the pole
-  double noiseArcsec = 0.0;    // per coordinate on the sky
+  double flipFraction = 0.0;  // share of observations over the pole
+  double noiseArcsec = 0.0;   // per coordinate on the sky
   unsigned seed = 1;
-  double lowestElevation = 15.0;  // degrees
-  double aux1First = 0.0;      // first auxiliary reading: first value and
-  double aux1Step = 0.0;       // its change from one observation to the next
+  double aux1First = 0.0;     // first auxiliary reading: first value and
+  double aux1Step = 0.0;      // its change from one observation to the next
 };
 
 // Puts the terms into the model with the given values.
@@ -54,58 +48,33 @@ inline void setAllCoefficients(Engine& engine, double arcsec) {
   }
 }
 
-// Fills the list as the observation reader would (both copies of both
-// pairs, the site latitude, the end mark): positions spread over the sky
-// between the lowest elevation and 85 degrees, each taken as the source
-// side (the star, or under ADJUST S the telescope) with the other side made
-// by applying the model as it stands in the engine. The model is left in
-// place; the caller resets it before fitting.
+// Fills the list as the observation reader would, at latitude 28.76
+// degrees: stars spread uniformly over the sky between elevations 15 and 85
+// degrees, and the telescope reading each made by applying the model as it
+// stands (the model corrects the telescope), plus Gaussian noise.
 inline void fillRun(Engine& engine, const RunShape& shape) {
   std::mt19937_64 random(shape.seed);
   std::uniform_real_distribution<double> uniform(0.0, 1.0);
   std::normal_distribution<double> gauss(0.0, 1.0);
-  RunState& run = engine.run;
-  const double phi = shape.latitudeDegrees * kDegree;
-  run.sinLat = std::sin(phi);
-  run.cosLat = std::cos(phi);
-  run.obsPresent = 1;
+  engine.run.sinLat = std::sin(28.76 * kRadianPerDegree);
+  engine.run.cosLat = std::cos(28.76 * kRadianPerDegree);
+  engine.run.obsPresent = 1;
   ObservationList& list = engine.observations;
-  const double sinLow = std::sin(shape.lowestElevation * kDegree);
-  const double sinHigh = std::sin(85.0 * kDegree);
+  const double sinLow = std::sin(15 * kRadianPerDegree), sinHigh = std::sin(85 * kRadianPerDegree);
   for (int i = 0; i < shape.stars; ++i) {
-    // Uniform over the zone of the sky between the two elevations.
-    const double azimuth = 2.0 * kPi * uniform(random);
-    const double elevation = std::asin(sinLow + (sinHigh - sinLow) * uniform(random));
-    double horizon[3];
-    sphericalToVector(azimuth, elevation, horizon);
-    double ha = 0.0;
-    double dec = 0.0;
-    directionToHaDec(engine, horizon, ha, dec);
+    const double azimuth = 2 * kPi * uniform(random);
+    double star[3];
+    sphericalToVector(azimuth, std::asin(sinLow + (sinHigh - sinLow) * uniform(random)), star);
     list.status[i] = kStatusActive;
     list.pierFlag[i] = uniform(random) < shape.flipFraction ? 1 : 0;
     list.aux[i][0] = shape.aux1First + shape.aux1Step * i;
     list.aux[i][1] = list.aux[i][2] = 0.0;
-
-    double moved[3] = {horizon[0], horizon[1], horizon[2]};
-    applyModelTerms(engine, i, moved);
-    double mHa = 0.0;
-    double mDec = 0.0;
-    directionToHaDec(engine, moved, mHa, mDec);
-    if (shape.noiseArcsec > 0.0) {
-      mHa += shape.noiseArcsec * kArcsecond * gauss(random) / std::cos(mDec);
-      mDec += shape.noiseArcsec * kArcsecond * gauss(random);
-    }
-    // The model takes the source side onto the other: the star onto the
-    // telescope when it corrects the telescope, else the other way round.
-    const bool correctTelescope = engine.settings.adjustSense != 2;
-    double* sourceHa = correctTelescope ? list.starHa : list.telHa;
-    double* sourceDec = correctTelescope ? list.starDec : list.telDec;
-    double* targetHa = correctTelescope ? list.telHa : list.starHa;
-    double* targetDec = correctTelescope ? list.telDec : list.starDec;
-    sourceHa[i] = ha;
-    sourceDec[i] = dec;
-    targetHa[i] = mHa;
-    targetDec[i] = mDec;
+    double telescope[3] = {star[0], star[1], star[2]};
+    applyModelTerms(engine, i, telescope);
+    directionToHaDec(engine, star, list.starHa[i], list.starDec[i]);
+    directionToHaDec(engine, telescope, list.telHa[i], list.telDec[i]);
+    list.telHa[i] += shape.noiseArcsec * kArcsecond * gauss(random) / std::cos(list.telDec[i]);
+    list.telDec[i] += shape.noiseArcsec * kArcsecond * gauss(random);
     list.starHaWork[i] = list.starHa[i];
     list.starDecWork[i] = list.starDec[i];
     list.telHaWork[i] = list.telHa[i];
@@ -114,21 +83,92 @@ inline void fillRun(Engine& engine, const RunShape& shape) {
   list.status[shape.stars] = kStatusEndOfList;
 }
 
-// A model's coefficients in arcseconds, in model order.
-inline std::vector<double> coefficients(const Engine& engine) {
+// The model's coefficients (first) or sigmas (second) in arcseconds.
+inline std::vector<double> coefficients(const Engine& engine, bool sigmas = false) {
   std::vector<double> values;
   for (int i = 0; i < kMaxModelTerms && engine.model.termNumber[i] != 0; ++i) {
-    values.push_back(engine.model.coefValue[i] / kArcsecond);
+    values.push_back((sigmas ? engine.model.coefSigma[i] : engine.model.coefValue[i]) / kArcsecond);
   }
   return values;
 }
 
-inline std::vector<double> sigmas(const Engine& engine) {
-  std::vector<double> values;
-  for (int i = 0; i < kMaxModelTerms && engine.model.termNumber[i] != 0; ++i) {
-    values.push_back(engine.model.coefSigma[i] / kArcsecond);
+// Least squares by the normal equations (J^T J) x = J^T r, solved, and
+// J^T J inverted, by Gauss-Jordan elimination in long double (no singular
+// value decomposition; no pivoting needed, J^T J being positive definite).
+// columns holds J's columns.
+struct NormalSolution {
+  std::vector<double> x;
+  std::vector<std::vector<double>> inverse;
+};
+
+inline NormalSolution solveNormalEquations(const std::vector<std::vector<double>>& columns,
+                                           const std::vector<double>& r) {
+  const std::size_t q = columns.size();
+  // [J^T J | I | J^T r] -> [I | (J^T J)^-1 | x]
+  std::vector<std::vector<long double>> t(q, std::vector<long double>(2 * q + 1, 0.0L));
+  for (std::size_t i = 0; i < q; ++i) {
+    for (std::size_t k = 0; k < r.size(); ++k) {
+      for (std::size_t j = 0; j < q; ++j) t[i][j] += (long double)columns[i][k] * columns[j][k];
+      t[i][2 * q] += (long double)columns[i][k] * r[k];
+    }
+    t[i][q + i] = 1.0L;
   }
-  return values;
+  for (std::size_t col = 0; col < q; ++col) {
+    const long double p = t[col][col];
+    for (long double& x : t[col]) x /= p;
+    for (std::size_t i = 0; i < q; ++i) {
+      const long double f = i == col ? 0.0L : t[i][col];
+      for (std::size_t j = 0; j <= 2 * q; ++j) t[i][j] -= f * t[col][j];
+    }
+  }
+  NormalSolution s;
+  for (const auto& row : t) {
+    s.x.push_back(static_cast<double>(row[2 * q]));
+    s.inverse.emplace_back(row.begin() + q, row.begin() + 2 * q);
+  }
+  return s;
+}
+
+// Residual components (target less the model applied to the source) of
+// every active observation, arcseconds.
+inline std::vector<double> residuals(Engine& engine) {
+  std::vector<double> r;
+  const ObservationList& list = engine.observations;
+  for (int i = 0; i < kObservationSlots && list.status[i] >= 0; ++i) {
+    if (list.status[i] == kStatusMasked) continue;
+    double corrected[3], target[3];
+    applyModel(engine, i, corrected, target);
+    for (int c = 0; c < 3; ++c) r.push_back((target[c] - corrected[c]) / kArcsecond);
+  }
+  return r;
+}
+
+// One Gauss-Newton step over the whole model from the coefficients in the
+// engine, with the Jacobian by central differences of 0.01 arcsec (FIT's
+// are one-sided, term by term along the chain): the step (first), and the
+// sigmas (second) from (J^T J)^-1 and the mean square residual per star.
+inline std::pair<std::vector<double>, std::vector<double>> referenceStep(Engine& engine) {
+  const std::vector<double> r = residuals(engine);
+  std::vector<std::vector<double>> jacobian;
+  for (int j = 0; j < kMaxModelTerms && engine.model.termNumber[j] != 0; ++j) {
+    const double value = engine.model.coefValue[j];
+    auto at = [&](double arcsec) {
+      engine.model.coefValue[j] = value + arcsec * kArcsecond;
+      return residuals(engine);
+    };
+    const std::vector<double> minus = at(-0.01), plus = at(0.01);
+    engine.model.coefValue[j] = value;
+    jacobian.emplace_back();  // the model's derivative: minus the residual's
+    for (std::size_t k = 0; k < r.size(); ++k) jacobian[j].push_back((minus[k] - plus[k]) / 0.02);
+  }
+  const NormalSolution normal = solveNormalEquations(jacobian, r);
+  double meanSquare = 0.0;
+  for (double x : r) meanSquare += x * x / (r.size() / 3.0);
+  std::vector<double> sigma;
+  for (std::size_t j = 0; j < jacobian.size(); ++j) {
+    sigma.push_back(std::sqrt(normal.inverse[j][j] * meanSquare));
+  }
+  return {normal.x, sigma};
 }
 
 }  // namespace zenfit::test
