@@ -1,0 +1,71 @@
+// Lines a host passes one at a time: what hosts rely on, and bad input that
+// must get the ordinary messages without crashing or hanging the engine.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "support/session.h"
+
+namespace zenfit::test {
+namespace {
+
+TEST(HostSession, ShowNeverPrintsTheMarkerHeightBecauseHostsParseTheListingAsItStands) {
+  ScratchDir dir;
+  Session session(dir.path());
+  session.run("MARKH 0.8");
+  const std::string out = session.run("SHOW");
+  EXPECT_EQ(out.find("MARKH"), std::string::npos);
+  EXPECT_EQ(out.find("0.8"), std::string::npos);
+}
+
+TEST(HostSession, AProcedureThatRunsIntoTheEndMarkEndsTheSessionAndTheNextLineRunsAtOnce) {
+  ScratchDir dir;
+  dir.write("procs.dat", "PROC INIT\nRETURN\nPROC NORET\nframe off\n");
+  Session session(dir.path());
+  EXPECT_EQ(session.run("CALL NORET"), "* CALL NORET\n* FRAME OFF\n* END\n\n\n* END OF SESSION *\n\n\n");
+  EXPECT_EQ(session.run("FRAME ON"), "* FRAME ON\n");
+}
+
+TEST(HostSession, BadLinesAndBinaryFilesGetTheOrdinaryMessages) {
+  ScratchDir dir;
+  std::string junk, binary;
+  for (int i = 0; i < 5000; ++i) junk += static_cast<char>((i * 7919) % 256);
+  for (int c = 1; c < 256; ++c) binary += static_cast<char>(c);
+  for (const char* name : {"procs.dat", "zenfit.ini", "stars.dat"}) dir.write(name, junk);
+  Session session(dir.path());
+  EXPECT_EQ(session.startupStatus(), 0);
+  EXPECT_NE(session.startupText().find("ZENFIT ready for use:"), std::string::npos);
+
+  const std::string adjust200 = "ADJUST" + std::string(193, ' ') + "S";
+  const std::string telescope = "Model will adjust telescope to fit stars.\n";
+  const struct {
+    std::string line, out;  // out "": any text of at most 2000 bytes
+  } cases[] = {
+      {adjust200, "* " + adjust200 + "\nModel will adjust stars to fit telescope.\n"},
+      {"ADJUST T", "* ADJUST T\n" + telescope},
+      {"ADJUST" + std::string(194, ' ') + "S", "* ADJUST\n" + telescope},  // 201st cut
+      {"   ", "* \n"},
+      {"! just a note", "* ! just a note\n"},
+      {"sho", "* sho\nUnrecognized command!\n?\n"},
+      {"MARKH 1e999999", "* MARKH 1e999999\nIllegal argument!\n?\n"},
+      {"MESLEV 99999999999999 1", "* MESLEV 99999999999999 1\nError in first argument!\n?\n"},
+      {"MARKH " + std::string(400, '9'), ""},
+      {"CALL " + std::string(300, 'P'), ""},
+      {"SETCAP '" + std::string(250, 'c'), ""},
+      {"INPRO " + std::string(260, 'f'), ""},
+      {"INST '" + std::string(199, 'n') + "'", ""},
+      {"PENS 1 2 3 4 5 6 7 8 9", ""},
+      {"VT 1e5 3", ""},
+      {binary, ""},
+      {"\x01\x02\x03 \x7f", ""},
+  };
+  for (const auto& c : cases) {
+    const std::string out = session.run(c.line);
+    EXPECT_LE(out.size(), 2000u) << c.line.substr(0, 20);
+    if (!c.out.empty()) { EXPECT_EQ(out, c.out); }
+  }
+  EXPECT_EQ(session.run("FRAME"), "* FRAME\n");
+}
+
+}  // namespace
+}  // namespace zenfit::test
