@@ -1,0 +1,87 @@
+// The engine at its limits: 49 fitted coefficients over 4999 observations,
+// and the reports they make passing through the 2000-byte message buffer.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "fit/pointing_run.h"
+#include "support/session.h"
+
+namespace zenfit::test {
+namespace {
+
+// Every standard term but the second-auxiliary ones (the run has no second
+// reading), and four harmonics: 49 terms.
+const char* const kNames[] = {
+    "IH",   "ID",   "ZH",    "NP",    "CH",    "HF",    "ZE",    "ME",    "MA",    "TF",
+    "TX",   "FO",   "IE",    "IA",    "HCES",  "HCEC",  "DCES",  "DCEC",  "DNP",   "X2HC",
+    "HGES", "HGEC", "DGES",  "DGEC",  "TFP",   "CA",    "CD4A",  "CD4B",  "CD5A",  "CD5B",
+    "AN",   "AW",   "NPAE",  "ACES",  "ACEC",  "ECES",  "ECEC",  "NRX",   "NRY",   "AUX1H",
+    "AUX1X", "AUX1D", "AUX1A", "AUX1S", "AUX1E", "HDSH2", "HDCH2", "HHSH3", "HHCH3"};
+
+// Watches the buffer after every message: it holds at most 2000 bytes
+// before the message's own CR LF expansion, and it ends with the message.
+struct BufferWatch {
+  const Engine* engine;
+  std::string text;
+  int faults = 0, emptied = 0;
+
+  static void write(void* context, const char* message, MessageKind) {
+    auto& watch = *static_cast<BufferWatch*>(context);
+    std::string expanded;
+    for (const char* c = message; *c != '\0'; ++c) expanded += *c == '\n' ? "\r\n" : std::string(1, *c);
+    const std::string buffer = watch.engine->host.buffer;
+    const std::size_t lineFeeds = expanded.size() - std::string(message).size();
+    if (buffer.size() > 2000 + lineFeeds || !buffer.ends_with(expanded)) ++watch.faults;
+    if (buffer == expanded) ++watch.emptied;
+    watch.text += message;
+  }
+};
+
+TEST(Capacity, FortyNineCoefficientsAreFittedToAFullListAndTheReportsPassThroughTheBuffer) {
+  ScratchDir dir;
+  Session session(dir.path());
+  Engine& engine = session.engine();
+  std::vector<TrueTerm> truth;
+  for (int i = 0; i < 49; ++i) truth.push_back({kNames[i], (i % 9) - 4.0});
+  setModel(engine, truth);
+  RunShape shape;
+  shape.stars = kMaxObservations;
+  shape.flipFraction = 0.3;
+  shape.aux1First = -1.0;
+  shape.aux1Step = 0.0004;
+  fillRun(engine, shape);
+  setAllCoefficients(engine, 0.0);
+  session.run("USE HDSH3");
+  session.run("FIX HDSH3");  // the fiftieth term, held
+
+  BufferWatch watch{&engine, {}, 0, 0};
+  engine.host.sink = {&watch, &BufferWatch::write};
+  session.run("FIT");
+  const std::string report = watch.text;
+  EXPECT_NE(report.find(" 49     HHCH3  "), std::string::npos);
+  EXPECT_NE(report.find("\n 50     HDSH3" + std::string(17, ' ') + "+0.00\n"), std::string::npos);
+  EXPECT_NE(report.find("\nSky RMS =   0.00\nPopn SD =   0.00\n"), std::string::npos);
+  // Made by the model, the run is reproduced by the fitted model.
+  EXPECT_LT(engine.fit.skyRms / kArcsecond, 0.01);
+  for (int i = 0; i < 49; ++i) EXPECT_GE(engine.model.coefSigma[i], 0.0) << kNames[i];
+  // The correlations of 49 terms: four blocks of at most 14 columns.
+  EXPECT_NE(report.find("\n          AUX1A   AUX1S   AUX1E   HDSH2   HDCH2   HHSH3   \n"),
+            std::string::npos);
+
+  session.run("SLIST");
+  const std::string listing = watch.text.substr(report.size());
+  EXPECT_NE(listing.find("\n4999"), std::string::npos);  // the last, flipped or not
+  EXPECT_TRUE(listing.ends_with("\f"));
+  EXPECT_EQ(watch.faults, 0);
+  EXPECT_GE(watch.emptied, static_cast<int>(watch.text.size() / 2000) - 1);
+  // The host finds the tail of the listing, with its RMS lines.
+  std::string buffer = engine.host.buffer;
+  std::erase(buffer, '\r');
+  EXPECT_NE(buffer.find("RMS"), std::string::npos);
+  EXPECT_TRUE(listing.ends_with(buffer));
+}
+
+}  // namespace
+}  // namespace zenfit::test
