@@ -5,10 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
 #include <vector>
 
 #include "support/session.h"
@@ -16,51 +12,36 @@
 namespace zenfit::test {
 namespace {
 
-namespace fs = std::filesystem;
-
 std::vector<std::string> goldenCases() {
   std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(ZENFIT_GOLDEN_DIR)) {
-    if (entry.is_directory() && fs::exists(entry.path() / "session.cmd")) {
-      names.push_back(entry.path().filename().string());
-    }
+  for (const auto& entry : std::filesystem::directory_iterator(ZENFIT_GOLDEN_DIR)) {
+    if (exists(entry.path() / "session.cmd")) names.push_back(entry.path().filename().string());
   }
   std::sort(names.begin(), names.end());
   return names;
 }
 
-// The first line at which two texts differ, for a readable failure.
-std::string firstDifference(const std::string& expected, const std::string& actual) {
-  std::istringstream e(expected);
-  std::istringstream a(actual);
-  std::string le;
-  std::string la;
-  for (int line = 1;; ++line) {
-    const bool he = static_cast<bool>(std::getline(e, le));
-    const bool ha = static_cast<bool>(std::getline(a, la));
-    if (!he && !ha) return "texts differ only in their final line end";
-    if (!he || !ha || le != la) {
-      return "line " + std::to_string(line) + ":\n  expected: [" + (he ? le : "<end>") +
-             "]\n  actual:   [" + (ha ? la : "<end>") + "]";
-    }
-  }
-}
-
 class GoldenSession : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(GoldenSession, ProducesExactText) {
-  const fs::path source = fs::path(ZENFIT_GOLDEN_DIR) / GetParam();
+  const std::string source = std::string(ZENFIT_GOLDEN_DIR) + "/" + GetParam();
   ScratchDir scratch;
-  scratch.copyFrom(source.string());
-  const std::string expected = readFile((source / "expected.out").string());
+  scratch.copyFrom(source);
   const std::string actual = runBatchSession(scratch.path(), "session.cmd");
-  if (actual != expected) {
+  const std::string text = readFile(source + "/expected.out");
+  std::istringstream expected(text), got(actual);
+  for (int line = 1;; ++line) {
+    std::string e, a;
+    const bool moreExpected = static_cast<bool>(std::getline(expected, e));
+    const bool moreActual = static_cast<bool>(std::getline(got, a));
+    if (!moreExpected && !moreActual) break;
+    if (moreExpected && moreActual && e == a) continue;
     // Kept beside the build for a line-by-line review; never copied back blindly.
-    const fs::path review = fs::current_path() / ("golden-" + GetParam() + ".actual");
-    std::ofstream(review) << actual;
-    FAIL() << GetParam() << ": " << firstDifference(expected, actual)
-           << "\n(actual text written to " << review.string() << ")";
+    std::ofstream("golden-" + GetParam() + ".actual") << actual;
+    FAIL() << "line " << line << ":\n  expected: [" << (moreExpected ? e : "<end>") << "]\n  actual:   ["
+           << (moreActual ? a : "<end>") << "]\n(whole text in golden-" << GetParam() << ".actual)";
   }
+  EXPECT_EQ(actual, text) << "the texts differ in their final line end";
 }
 
 INSTANTIATE_TEST_SUITE_P(Sessions, GoldenSession, ::testing::ValuesIn(goldenCases()),
