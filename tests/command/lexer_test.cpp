@@ -24,9 +24,7 @@ std::string readAll(std::FILE* file) {
 
 TEST(Lexer, PreparesEveryLineOfAStream) {
   const std::string cut(200, '7');
-  const struct {
-    std::string input, lines;
-  } cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {"  use ih   ! fix later\n", "0   use ih   ! fix later|use ih   |USE IH   \n"},
       {"! note\n      \n\n", "1 ! note||\n1 ||\n1 ||\n"},
       {"capt 'Run 3! ok'\n", "0 capt 'Run 3! ok'|capt 'Run 3! ok'|CAPT 'Run 3! ok'\n"},
@@ -39,17 +37,14 @@ TEST(Lexer, PreparesEveryLineOfAStream) {
       // The 200th character counts; the rest of a longer line is dropped.
       {std::string(250, '7') + "\nend\n", "0 " + cut + "|" + cut + "|" + cut + "\n0 end|end|END\n"},
   };
-  for (const auto& c : cases) {
+  for (const auto& [input, lines] : cases) {
     std::FILE* file = std::tmpfile();
-    ASSERT_NE(file, nullptr);
-    std::fputs(c.input.c_str(), file);
+    std::fputs(input.c_str(), file);
     std::rewind(file);
-    EXPECT_EQ(readAll(file), c.lines + "-1 ||\n") << c.input;
+    EXPECT_EQ(readAll(file), lines + "-1 ||\n") << input;
   }
   // A device that never ends a line is taken as the end of input.
-  std::FILE* zero = std::fopen("/dev/zero", "r");
-  ASSERT_NE(zero, nullptr);
-  EXPECT_EQ(readAll(zero), "-1 ||\n");
+  EXPECT_EQ(readAll(std::fopen("/dev/zero", "r")), "-1 ||\n");
 }
 
 }  // namespace
