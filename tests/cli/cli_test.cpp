@@ -27,22 +27,29 @@ std::pair<std::string, int> runProgram(const ScratchDir& dir, const std::string&
   return {out, WIFEXITED(status) ? WEXITSTATUS(status) : -1};
 }
 
-TEST(BatchProgram, ReportsBadStartsOnStandardOutput) {
+TEST(BatchProgram, StartsAndEndsAsItsUsersExpect) {
+  const std::string ended = "\n\n\n* END OF SESSION *\n\n\n";
   const struct {
-    std::string ini, arguments, out;
+    std::string ini, input, arguments, out;
     int status;
+    std::string transcriptEnd;  // of out.txt, when the session ran
   } cases[] = {
-      {"", "a b c", "ZENFIT improperly invoked!\n", 255},
-      {"", "nothere out.txt / /", "Error running ZENFIT!\n", 255},
-      {"COLOUR 5\nCOLOUR red\n", "s.cmd out.txt / /",
-       "Error in ZENFIT initialization file! - \nCOLOUR 5\nError running ZENFIT!\n", 1},
+      {"", "", "a b c", "ZENFIT improperly invoked!\n", 255, ""},
+      {"", "", "nothere out.txt / /", "Error running ZENFIT!\n", 255, ""},
+      {"COLOUR 5\nCOLOUR red\n", "", "s.cmd out.txt / /",
+       "Error in ZENFIT initialization file! - \nCOLOUR 5\nError running ZENFIT!\n", 1,
+       "* end" + ended},
+      // Standard input; its end is taken as END.
+      {"", "gscatter\\n", "/ out.txt / /", "Error running ZENFIT!\n", 1,
+       "* gscatter\nUnrecognized command!\n?\nEOF\n* END" + ended},
   };
   for (const auto& c : cases) {
     ScratchDir dir;
     dir.write("s.cmd", "end\n");
     if (!c.ini.empty()) dir.write("zenfit.ini", c.ini);
-    EXPECT_EQ(runProgram(dir, c.arguments), std::make_pair(c.out, c.status)) << c.arguments;
+    EXPECT_EQ(runProgram(dir, c.arguments, c.input), std::pair(c.out, c.status)) << c.arguments;
     EXPECT_EQ(dir.exists("out.txt"), c.status != 255) << c.arguments;
+    EXPECT_TRUE(dir.read("out.txt").ends_with(c.transcriptEnd)) << dir.read("out.txt");
   }
 }
 
@@ -60,14 +67,6 @@ TEST(BatchProgram, WritesTheWholeSessionWithoutPromptsAndWithPlainLineEnds) {
   }
   EXPECT_GT(expected.size(), 10000u);
   EXPECT_EQ(dir.read("session.txt"), expected);  // and so no CR either
-}
-
-TEST(BatchProgram, ReadsStandardInputAndTakesItsEndAsEnd) {
-  ScratchDir dir;
-  const auto [out, status] = runProgram(dir, "/ / / /", "gscatter\\n");
-  EXPECT_TRUE(out.ends_with("* gscatter\nUnrecognized command!\n?\nEOF\n"
-                            "* END\n\n\n* END OF SESSION *\n\n\nError running ZENFIT!\n")) << out;
-  EXPECT_EQ(status, 1);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <string>
+#include <tuple>
 
 #include "constants.h"
 #include "data/decode.h"
@@ -51,8 +52,7 @@ TEST(DecodeEpoch, ReadsOneNumberOrEpochAndLeavesThePositionOnTheNextField) {
 TEST(SplitFields, CountsUpToTwentyThenFlagsAnyMoreAndMinusOneForAnError) {
   double values[kMaxFields];
   int statuses[kMaxFields], kinds[kMaxFields];
-  std::string twenty;
-  for (int i = 0; i < 20; ++i) twenty += "1 ";
+  const std::string twenty = "1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 ";
   const std::pair<std::string, int> cases[] = {{"1 2 3, 4", 4}, {"1 2 ,, 3", 2}, {"1 2 3-x", -1},
                                                {"1 2 E 3", 3},  {"", 0},         {twenty, 20},
                                                {twenty + "1", 21}};
@@ -64,12 +64,8 @@ TEST(SplitFields, CountsUpToTwentyThenFlagsAnyMoreAndMinusOneForAnError) {
 TEST(CheckSexagesimal, RangesSignsAndReadingsOverThePole) {
   const int kHours = kSexHours, kDegrees = kSexDegrees;
   const double hour = kRadianPerHour, degree = kRadianPerDegree;
-  const struct {
-    int mode;
-    const char* text;
-    int result;
-    double angle;  // radians; 7 when left unchanged
-  } cases[] = {
+  // (mode, fields, result, angle in radians: 7 when left unchanged)
+  const std::tuple<int, const char*, int, double> cases[] = {
       {kHours, "23 59 59.999", 0, 86399.999 * kRadianPerTimeSecond},
       {kHours, "12 30", 0, 12.5 * hour}, {kHours, "24 0 0", -1, 7.0}, {kHours, "-1 0 0", -1, 7.0},
       {kHours, "12 60 0", -1, 7.0}, {kHours, "12 0 60", -1, 7.0}, {kHours, "12.5 0 0", -1, 7.0},
@@ -79,12 +75,12 @@ TEST(CheckSexagesimal, RangesSignsAndReadingsOverThePole) {
       {kDegrees, "90 0 0", 1, 90.0 * degree}, {kDegrees, "100 0 0", 1, 80.0 * degree},
       {kDegrees, "-100 0 0", 1, -80.0 * degree},
   };
-  for (const auto& c : cases) {
+  for (const auto& [mode, text, result, expected] : cases) {
     double values[kMaxFields], angle = 7.0;
     int statuses[kMaxFields], kinds[kMaxFields];
-    const int count = splitFields(c.text, values, statuses, kinds);
-    EXPECT_EQ(checkSexagesimal(c.mode, values, statuses, count, angle), c.result) << c.text;
-    EXPECT_NEAR(angle, c.angle, 1e-14) << c.text;
+    const int count = splitFields(text, values, statuses, kinds);
+    EXPECT_EQ(checkSexagesimal(mode, values, statuses, count, angle), result) << text;
+    EXPECT_NEAR(angle, expected, 1e-14) << text;
   }
 }
 
