@@ -15,7 +15,7 @@ namespace {
 struct BufferWatch {
   const Engine* engine;
   std::string text;
-  int faults = 0, emptied = 0;
+  int faults = 0;
 
   static void write(void* context, const char* message, MessageKind) {
     auto& watch = *static_cast<BufferWatch*>(context);
@@ -24,7 +24,6 @@ struct BufferWatch {
     const std::string buffer = watch.engine->host.buffer;
     const std::size_t lineFeeds = expanded.size() - std::string(message).size();
     if (buffer.size() > 2000 + lineFeeds || !buffer.ends_with(expanded)) ++watch.faults;
-    if (buffer == expanded) ++watch.emptied;
     watch.text += message;
   }
 };
@@ -45,7 +44,7 @@ TEST(Capacity, FortyNineCoefficientsAreFittedToAFullListAndTheReportsPassThrough
   setAllCoefficients(engine, 0.0);
   session.runAll("USE HDSH3\nFIX HDSH3");  // a fiftieth term, held
 
-  BufferWatch watch{&engine, {}, 0, 0};
+  BufferWatch watch{&engine, {}, 0};
   engine.host.sink = {&watch, &BufferWatch::write};
   session.run("FIT");
   const std::string report = watch.text;
@@ -61,7 +60,6 @@ TEST(Capacity, FortyNineCoefficientsAreFittedToAFullListAndTheReportsPassThrough
   EXPECT_NE(listing.find("\n4999"), std::string::npos);
   EXPECT_TRUE(listing.ends_with("\f"));
   EXPECT_EQ(watch.faults, 0);
-  EXPECT_GE(watch.emptied, static_cast<int>(watch.text.size() / 2000) - 1);
   // The host finds the tail of the listing, with its RMS lines.
   std::string buffer = engine.host.buffer;
   std::erase(buffer, '\r');

@@ -5,9 +5,7 @@
 #include "zenfit.h"
 
 static int failures = 0;
-#define CHECK(condition)                \
-  ((condition) ? (void)0                \
-               : (void)(++failures, fprintf(stderr, "line %d: %s\n", __LINE__, #condition)))
+#define CHECK(c) ((c) ? (void)0 : (void)(++failures, fprintf(stderr, "line %d: %s\n", __LINE__, #c)))
 
 /* Runs a line into an emptied buffer; true when the buffer then holds text. */
 static int run(const char *line, const char *text) {

@@ -3,7 +3,7 @@
 
 #include <sys/wait.h>
 
-#include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "support/session.h"
@@ -15,16 +15,9 @@ namespace {
 // standard input; returns its standard output and exit status.
 std::pair<std::string, int> runProgram(const ScratchDir& dir, const std::string& arguments,
                                        const std::string& input = "") {
-  const std::string line = "cd '" + dir.path() + "' && printf '" + input + "' | " +
-                           ZENFIT_CLI_PATH + " " + arguments;
-  std::FILE* pipe = popen(line.c_str(), "r");
-  std::string out;
-  char chunk[4096];
-  for (std::size_t n; pipe != nullptr && (n = std::fread(chunk, 1, sizeof chunk, pipe)) > 0;) {
-    out.append(chunk, n);
-  }
-  const int status = pipe == nullptr ? -1 : pclose(pipe);
-  return {out, WIFEXITED(status) ? WEXITSTATUS(status) : -1};
+  const int status = std::system(("cd '" + dir.path() + "' && printf '" + input + "' | " +
+                                  ZENFIT_CLI_PATH + " " + arguments + " > stdout.txt").c_str());
+  return {dir.read("stdout.txt"), WIFEXITED(status) ? WEXITSTATUS(status) : -1};
 }
 
 TEST(BatchProgram, StartsAndEndsAsItsUsersExpect) {

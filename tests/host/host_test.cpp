@@ -52,8 +52,7 @@ TEST(HostSession, BadLinesAndBinaryFilesGetTheOrdinaryMessages) {
   const std::string longName(194, 'n');  // with "INDAT " it fills the line, and still gets ".dat"
   dir.write(longName + ".dat", "Long name\n+50 00 00\n180 45 180 45\n");
   Session session(dir.path());
-  EXPECT_EQ(session.startupStatus(), 0);
-  EXPECT_NE(session.startupText().find("ZENFIT ready for use:"), std::string::npos);
+  EXPECT_EQ(session.startupStatus(), 0) << session.startupText();
 
   const std::string adjust200 = "ADJUST" + std::string(193, ' ') + "S";
   const std::string telescope = "Model will adjust telescope to fit stars.\n";

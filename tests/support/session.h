@@ -8,7 +8,6 @@
 #include <fstream>
 #include <memory>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 
 #include "engine.h"
@@ -26,7 +25,7 @@ inline std::string readFile(const std::string& path) {
 class ScratchDir {
  public:
   ScratchDir() : path_((std::filesystem::temp_directory_path() / "zenfit-test-XXXXXX").string()) {
-    if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+    if (mkdtemp(path_.data()) == nullptr) throw std::filesystem::filesystem_error("mkdtemp", {});
   }
   ~ScratchDir() { std::error_code ignored; std::filesystem::remove_all(path_, ignored); }
   ScratchDir(const ScratchDir&) = delete;
