@@ -15,27 +15,26 @@ namespace {
 constexpr double kKept = 99.0;  // the value a null or bad field leaves alone
 
 TEST(DecodeEpoch, ReadsOneNumberOrEpochAndLeavesThePositionOnTheNextField) {
-  const int kNumber = kDecodedNumber, kMinus = kDecodedNegative, kNull = kDecodedNull,
-            kError = kDecodedError;
+  const int kOk = kDecodedNumber, kNeg = kDecodedNegative, kNull = kDecodedNull,
+            kBad = kDecodedError;
   const struct {
     std::string text;
     int status;
     double value;
     int next = 0, kind = kEpochPlain, pos = 1;  // next 0: not checked
   } cases[] = {
-      {"  12.5 , 3", kNumber, 12.5, 10}, {"  12.5 , 3", kNumber, 3.0, 11, kEpochPlain, 10},
-      {",,", kNull, kKept, 2}, {"   ", kNull, kKept, 4},
+      {"  12.5 , 3", kOk, 12.5, 10}, {"  12.5 , 3", kOk, 3.0, 11, kEpochPlain, 10},
+      {",,", kNull, kKept, 2}, {"   ", kNull, kKept, 4}, {"-0", kNeg, -0.0, 3},
       // A letter ends a number, and there it is a null field that stays put.
-      {"12x", kNumber, 12.0, 3}, {"12x", kNull, kKept, 3, kEpochPlain, 3},
-      {"-0", kMinus, -0.0, 3}, {"- 7", kMinus, -7.0, 4}, {"+.25", kNumber, 0.25, 5},
-      {". 5", kNumber, 0.5, 4}, {"-x", kError, kKept}, {".x", kError, kKept},
-      {"E2", kNumber, 100.0, 3}, {"1.5d-3", kNumber, 1.5e-3, 7}, {"2E + 3", kNumber, 2000.0, 7},
-      {"1E100", kNumber, 1e100, 6}, {"1.5E101", kError, kKept}, {"1E-", kError, kKept},
-      {"END", kError, kKept}, {"1" + std::string(400, '0'), kError, kKept},  // beyond a double
+      {"12x", kOk, 12.0, 3}, {"12x", kNull, kKept, 3, kEpochPlain, 3}, {"- 7", kNeg, -7.0, 4},
+      {"+.25", kOk, 0.25, 5}, {". 5", kOk, 0.5, 4}, {"-x", kBad, kKept}, {".x", kBad, kKept},
+      {"E2", kOk, 100.0, 3}, {"1.5d-3", kOk, 1.5e-3, 7}, {"2E + 3", kOk, 2000.0, 7},
+      {"1E100", kOk, 1e100, 6}, {"1.5E101", kBad, kKept}, {"1E-", kBad, kKept},
+      {"END", kBad, kKept}, {"1" + std::string(400, '0'), kBad, kKept},  // beyond a double
       // Decimal fractions come out as the nearest double, as a compiler reads them.
-      {"59.999", kNumber, 59.999, 7}, {"-89.8", kMinus, -89.8, 6},
-      {"J2000", kNumber, 2000.0, 6, kEpochJulian}, {"B", kNull, kKept, 1},  // B alone: no epoch
-      {" b1950.0", kNumber, 1950.0, 9, kEpochBesselian},
+      {"59.999", kOk, 59.999, 7}, {"-89.8", kNeg, -89.8, 6},
+      {"J2000", kOk, 2000.0, 6, kEpochJulian}, {" b1950.0", kOk, 1950.0, 9, kEpochBesselian},
+      {"B", kNull, kKept, 1},  // a letter without a number is no epoch
   };
   for (const auto& c : cases) {
     int pos = c.pos, status = -9, kind = -9;

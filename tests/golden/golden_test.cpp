@@ -33,9 +33,7 @@ TEST_P(GoldenSession, ProducesExactText) {
   std::istringstream e(expected), a(actual);
   std::string le, la;
   int line = 1;
-  while (static_cast<bool>(std::getline(e, le)) & static_cast<bool>(std::getline(a, la)) && le == la) {
-    ++line;
-  }
+  while (bool(std::getline(e, le)) & bool(std::getline(a, la)) && le == la) ++line;
   FAIL() << "line " << line << ":\n  expected: [" << le << "]\n  actual:   [" << la
          << "]\n(whole text in golden-" << GetParam() << ".actual)";
 }

@@ -5,10 +5,9 @@
 namespace zenfit::test {
 
 void ScratchDir::copyFrom(const std::string& folder) const {
+  using enum std::filesystem::copy_options;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    if (!entry.is_regular_file()) continue;
-    std::filesystem::copy_file(entry, file(entry.path().filename()),
-                               std::filesystem::copy_options::overwrite_existing);
+    if (entry.is_regular_file()) copy_file(entry, file(entry.path().filename()), overwrite_existing);
   }
 }
 

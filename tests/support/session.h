@@ -38,8 +38,7 @@ class ScratchDir {
   }
   std::string read(const std::string& name) const { return readFile(file(name)); }
   bool exists(const std::string& name) const { return std::filesystem::exists(file(name)); }
-  // Copies every regular file of a folder into this one.
-  void copyFrom(const std::string& folder) const;
+  void copyFrom(const std::string& folder) const;  // its every regular file, here
 
  private:
   std::string path_;
@@ -59,8 +58,7 @@ class WorkingDirectory {
   std::string previous_;
 };
 
-// An engine started in a folder in host mode, driven line by line as a host
-// drives it.
+// An engine started in a folder in host mode, driven a line at a time as a host drives it.
 class Session {
  public:
   explicit Session(const std::string& folder) : Session(folder, "") {}
