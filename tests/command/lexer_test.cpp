@@ -1,3 +1,5 @@
+// How a line from any file or device becomes the raw, echo and command
+// lines the interpreter works on.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -8,153 +10,38 @@
 namespace zenfit {
 namespace {
 
-struct Prepared {
-  int blank;
-  std::string raw, echo, command;
-};
-
-Prepared prepare(const std::string& text) {
-  char raw[kLineLength + 1];
-  char echo[kLineLength + 1];
-  char command[kLineLength + 1];
-  std::snprintf(raw, sizeof raw, "%s", text.c_str());
-  const int blank = prepareLine(kLineLength, raw, echo, command);
-  return {blank, raw, echo, command};
-}
-
-TEST(PrepareLine, DropsLeadingBlanksAndCommentKeepsBlanksBeforeIt) {
-  const Prepared p = prepare("  use ih   ! fix later");
-  EXPECT_EQ(p.blank, 0);
-  EXPECT_EQ(p.echo, "use ih   ");
-  EXPECT_EQ(p.command, "USE IH   ");
-}
-
-TEST(PrepareLine, CommentOnlyAndBlankLinesHoldNothing) {
-  EXPECT_EQ(prepare("! only a comment").blank, 1);
-  EXPECT_EQ(prepare("! only a comment").echo, "");
-  EXPECT_EQ(prepare("      ").blank, 1);
-  EXPECT_EQ(prepare("").blank, 1);
-}
-
-TEST(PrepareLine, QuotesProtectCommentMarkAndCase) {
-  const Prepared p = prepare("capt 'Run 3! ok'");
-  EXPECT_EQ(p.command, "CAPT 'Run 3! ok'");
-  // Inside a double-quoted section an apostrophe is an ordinary character.
-  const Prepared q = prepare("setcap \"it's! here\" x ! gone");
-  EXPECT_EQ(q.echo, "setcap \"it's! here\" x ");
-  EXPECT_EQ(q.command, "SETCAP \"it's! here\" X ");
-}
-
-TEST(PrepareLine, WhiteSpaceBecomesBlankInRawLineAndTrailingIsTrimmed) {
-  const Prepared p = prepare("\tshow\t\r\n");
-  EXPECT_EQ(p.raw, " show");
-  EXPECT_EQ(p.echo, "show");
-  EXPECT_EQ(p.command, "SHOW");
-}
-
-TEST(PrepareLine, UnterminatedQuoteRunsToTheEndOfTheLine) {
-  const Prepared p = prepare("capt 'open ! still quoted");
-  EXPECT_EQ(p.command, "CAPT 'open ! still quoted");
-}
-
-TEST(NextWord, CutsAtTheLimitAndLeavesCursorOnSeparator) {
-  char word[9];
-  int cursor = 0;
-  nextWord(9, "GSCATTERPLOT 1", cursor, word);
-  EXPECT_STREQ(word, "GSCATTER");
-  cursor = 3;
-  nextWord(9, "USE   IH ID", cursor, word);
-  EXPECT_STREQ(word, "IH");
-  EXPECT_EQ(cursor, 8);
-  nextWord(9, "USE   IH ID", cursor, word);
-  EXPECT_STREQ(word, "ID");
-  nextWord(9, "USE   IH ID", cursor, word);
-  EXPECT_STREQ(word, "");
-}
-
-TEST(NextWord, CursorPastTheEndReadsNothing) {
-  char word[9];
-  int cursor = 50;
-  nextWord(9, "END", cursor, word);
-  EXPECT_STREQ(word, "");
-}
-
-TEST(KeywordEquals, IsExactApartFromTrailingBlanks) {
-  EXPECT_NE(keywordEquals("GC", "GCX"), 0);
-  EXPECT_EQ(keywordEquals("GC ", "GC"), 0);
-  EXPECT_NE(keywordEquals("SHO", "SHOW"), 0);
-  EXPECT_NE(keywordEquals("show", "SHOW"), 0);
-  EXPECT_EQ(keywordEquals("", "   "), 0);
-}
-
-TEST(RestOfLine, DropsLeadingBlanksAndOneLevelOfQuotes) {
-  char out[81];
-  restOfLine("   'Site A, \"north\" pier'", sizeof out, out);
-  EXPECT_STREQ(out, "Site A, \"north\" pier");
-  restOfLine("  plain text ", sizeof out, out);
-  EXPECT_STREQ(out, "plain text ");
-  char small[5];
-  restOfLine("abcdefgh", sizeof small, small);
-  EXPECT_STREQ(small, "abcd");
-}
-
-TEST(ReadInteger, ReadsLeavesAbsentAndRefusesBadFields) {
-  int pos = 7;
-  int value = 42;
-  EXPECT_EQ(readInteger("MESLEV 3, -4", pos, value), 0);
-  EXPECT_EQ(value, 3);
-  EXPECT_EQ(readInteger("MESLEV 3, -4", pos, value), -1);
-  EXPECT_EQ(value, -4);
-  EXPECT_EQ(readInteger("MESLEV 3, -4", pos, value), 1);
-  EXPECT_EQ(value, -4);
-  pos = 1;
-  EXPECT_EQ(readInteger("2.5", pos, value), 2);
-  pos = 1;
-  EXPECT_EQ(readInteger("X", pos, value), 2);
-  pos = 1;
-  EXPECT_EQ(readInteger("1E20", pos, value), 2);
-  EXPECT_EQ(value, -4);
-}
-
-TEST(ReadLine, CutsLongLinesAndDropsTheRest) {
-  std::FILE* file = std::tmpfile();
-  ASSERT_NE(file, nullptr);
-  const std::string longLine = std::string(250, 'a') + "\nshow\n";
-  std::fputs(longLine.c_str(), file);
-  std::rewind(file);
-  char raw[kLineLength + 1];
-  char echo[kLineLength + 1];
-  char command[kLineLength + 1];
-  EXPECT_EQ(readLine(file, kLineLength, raw, echo, command), 0);
-  EXPECT_EQ(std::string(raw).size(), 200u);
-  EXPECT_EQ(readLine(file, kLineLength, raw, echo, command), 0);
-  EXPECT_STREQ(command, "SHOW");
-  EXPECT_EQ(readLine(file, kLineLength, raw, echo, command), -1);
-  EXPECT_STREQ(raw, "");
+// Every line read until the end of input, as "status raw|echo|command".
+std::string readAll(std::FILE* file) {
+  char raw[kLineLength + 1], echo[kLineLength + 1], command[kLineLength + 1];
+  std::string shown;
+  for (int status = 0; status >= 0;) {
+    status = readLine(file, kLineLength, raw, echo, command);
+    shown += std::to_string(status) + " " + raw + "|" + echo + "|" + command + "\n";
+  }
   std::fclose(file);
+  return shown;
 }
 
-TEST(ReadLine, AStreamThatNeverEndsALineIsTakenAsTheEndOfInput) {
-  std::FILE* file = std::fopen("/dev/zero", "r");
-  ASSERT_NE(file, nullptr);
-  char raw[kLineLength + 1];
-  char echo[kLineLength + 1];
-  char command[kLineLength + 1];
-  EXPECT_EQ(readLine(file, kLineLength, raw, echo, command), -1);
-  std::fclose(file);
-}
-
-TEST(ReadLine, LastLineWithoutLineEndIsRead) {
-  std::FILE* file = std::tmpfile();
-  ASSERT_NE(file, nullptr);
-  std::fputs("end", file);
-  std::rewind(file);
-  char raw[kLineLength + 1];
-  char echo[kLineLength + 1];
-  char command[kLineLength + 1];
-  EXPECT_EQ(readLine(file, kLineLength, raw, echo, command), 0);
-  EXPECT_STREQ(command, "END");
-  std::fclose(file);
+TEST(Lexer, PreparesEveryLineOfAStream) {
+  const std::string cut(200, '7');
+  const std::pair<std::string, std::string> cases[] = {
+      {"  use ih   ! fix later\n", "0   use ih   ! fix later|use ih   |USE IH   \n"},
+      {"! note\n      \n\n", "1 ! note||\n1 ||\n1 ||\n"},
+      {"capt 'Run 3! ok'\n", "0 capt 'Run 3! ok'|capt 'Run 3! ok'|CAPT 'Run 3! ok'\n"},
+      // An apostrophe inside double quotes is an ordinary character.
+      {"setcap \"it's! here\" x ! gone\n",
+       "0 setcap \"it's! here\" x ! gone|setcap \"it's! here\" x |SETCAP \"it's! here\" X \n"},
+      {"\tshow\t\r\n", "0  show|show|SHOW\n"},
+      // An unterminated quote runs to the end; a last line needs no line end.
+      {"capt 'open ! still", "0 capt 'open ! still|capt 'open ! still|CAPT 'open ! still\n"},
+      // The 200th character counts; the rest of a longer line is dropped.
+      {std::string(250, '7') + "\nend\n", "0 " + cut + "|" + cut + "|" + cut + "\n0 end|end|END\n"},
+  };
+  for (auto [input, lines] : cases) {
+    EXPECT_EQ(readAll(fmemopen(input.data(), input.size(), "r")), lines + "-1 ||\n") << input;
+  }
+  // A device that never ends a line is taken as the end of input.
+  EXPECT_EQ(readAll(std::fopen("/dev/zero", "r")), "-1 ||\n");
 }
 
 }  // namespace

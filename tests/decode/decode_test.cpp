@@ -1,6 +1,10 @@
+// The free-format decoder every command argument, observation file and
+// catalogue goes through.
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <string>
+#include <tuple>
 
 #include "constants.h"
 #include "data/decode.h"
@@ -8,157 +12,72 @@
 namespace zenfit {
 namespace {
 
-struct Decoded {
-  double value;
-  int status;
-  int pos;
-};
+constexpr double kKept = 99.0;  // the value a null or bad field leaves alone
 
-Decoded decode(const char* text, int pos = 1, double initial = 99.0) {
-  Decoded d{initial, -9, pos};
-  decodeNumber(text, d.pos, d.value, d.status);
-  return d;
+TEST(DecodeEpoch, ReadsOneNumberOrEpochAndLeavesThePositionOnTheNextField) {
+  const int kOk = kDecodedNumber, kNeg = kDecodedNegative, kNull = kDecodedNull,
+            kBad = kDecodedError;
+  const struct {
+    std::string text;
+    int status;
+    double value;
+    int next = 0, kind = kEpochPlain, pos = 1;  // next 0: not checked
+  } cases[] = {
+      {"  12.5 , 3", kOk, 12.5, 10}, {"  12.5 , 3", kOk, 3.0, 11, kEpochPlain, 10},
+      {",,", kNull, kKept, 2}, {"   ", kNull, kKept, 4}, {"-0", kNeg, -0.0, 3},
+      // A letter ends a number, and there it is a null field that stays put.
+      {"12x", kOk, 12.0, 3}, {"12x", kNull, kKept, 3, kEpochPlain, 3}, {"- 7", kNeg, -7.0, 4},
+      {"+.25", kOk, 0.25, 5}, {". 5", kOk, 0.5, 4}, {"-x", kBad, kKept}, {".x", kBad, kKept},
+      {"E2", kOk, 100.0, 3}, {"1.5d-3", kOk, 1.5e-3, 7}, {"2E + 3", kOk, 2000.0, 7},
+      {"1E100", kOk, 1e100, 6}, {"1.5E101", kBad, kKept}, {"1E-", kBad, kKept},
+      {"END", kBad, kKept}, {"1" + std::string(400, '0'), kBad, kKept},  // beyond a double
+      // Decimal fractions come out as the nearest double, as a compiler reads them.
+      {"59.999", kOk, 59.999, 7}, {"-89.8", kNeg, -89.8, 6},
+      {"J2000", kOk, 2000.0, 6, kEpochJulian}, {" b1950.0", kOk, 1950.0, 9, kEpochBesselian},
+      {"B", kNull, kKept, 1},  // a letter without a number is no epoch
+  };
+  for (const auto& c : cases) {
+    int pos = c.pos, status = -9, kind = -9;
+    double value = kKept;
+    decodeEpoch(c.text.c_str(), pos, value, status, kind);
+    EXPECT_EQ(std::tuple(status, value, std::signbit(value), kind, c.next == 0 ? 0 : pos),
+              std::tuple(c.status, c.value, std::signbit(c.value), c.kind, c.next)) << c.text;
+  }
 }
 
-TEST(DecodeNumber, ReadsOneFieldAndLeavesThePositionOnTheNext) {
-  const Decoded d = decode("  12.5 , 3");
-  EXPECT_EQ(d.status, kDecodedNumber);
-  EXPECT_DOUBLE_EQ(d.value, 12.5);
-  EXPECT_EQ(d.pos, 10);  // on the 3
-  const Decoded next = decode("  12.5 , 3", d.pos);
-  EXPECT_DOUBLE_EQ(next.value, 3.0);
-}
-
-TEST(DecodeNumber, NullFieldsLeaveTheValueAlone) {
-  const Decoded commas = decode(",,");
-  EXPECT_EQ(commas.status, kDecodedNull);
-  EXPECT_EQ(commas.pos, 2);
-  EXPECT_DOUBLE_EQ(commas.value, 99.0);
-  EXPECT_EQ(decode("   ").status, kDecodedNull);
-  // A letter ends the number; decoding there gives a null field that does not move.
-  const Decoded twelve = decode("12x");
-  EXPECT_DOUBLE_EQ(twelve.value, 12.0);
-  EXPECT_EQ(twelve.pos, 3);
-  const Decoded atLetter = decode("12x", 3);
-  EXPECT_EQ(atLetter.status, kDecodedNull);
-  EXPECT_EQ(atLetter.pos, 3);
-}
-
-TEST(DecodeNumber, SignsAndMinusZero) {
-  const Decoded minusZero = decode("-0");
-  EXPECT_EQ(minusZero.status, kDecodedNegative);
-  EXPECT_TRUE(std::signbit(minusZero.value));
-  EXPECT_DOUBLE_EQ(decode("- 7").value, -7.0);
-  EXPECT_DOUBLE_EQ(decode("+.25").value, 0.25);
-  EXPECT_EQ(decode("-x").status, kDecodedError);
-  EXPECT_EQ(decode(". 5").status, kDecodedNumber);
-  EXPECT_EQ(decode(".x").status, kDecodedError);
-}
-
-TEST(DecodeNumber, ExponentsWithDOrEUpToOneHundred) {
-  EXPECT_DOUBLE_EQ(decode("E2").value, 100.0);
-  EXPECT_DOUBLE_EQ(decode("1.5d-3").value, 1.5e-3);
-  EXPECT_DOUBLE_EQ(decode("2E + 3").value, 2000.0);
-  EXPECT_EQ(decode("1.5E100").status, kDecodedNumber);
-  EXPECT_EQ(decode("1.5E101").status, kDecodedError);
-  EXPECT_EQ(decode("1E").status, kDecodedError);
-  EXPECT_EQ(decode("1E-").status, kDecodedError);
-  EXPECT_EQ(decode("END").status, kDecodedError);
-}
-
-TEST(DecodeNumber, DecimalFractionsAreExact) {
-  EXPECT_EQ(decode("0.1").value, 0.1);
-  EXPECT_EQ(decode("59.999").value, 59.999);
-  EXPECT_EQ(decode("1013.25").value, 1013.25);
-  EXPECT_EQ(decode("-89.8").value, -89.8);
-}
-
-TEST(DecodeNumber, RefusesAnOverflowingRunOfDigits) {
-  const std::string digits = "1" + std::string(400, '0');
-  Decoded d{5.0, 0, 1};
-  decodeNumber(digits.c_str(), d.pos, d.value, d.status);
-  EXPECT_EQ(d.status, kDecodedError);
-  EXPECT_DOUBLE_EQ(d.value, 5.0);
-}
-
-TEST(DecodeEpoch, LettersGiveTheKind) {
-  double value = 0.0;
-  int status = 0;
-  int kind = -1;
-  int pos = 1;
-  decodeEpoch("J2000", pos, value, status, kind);
-  EXPECT_EQ(kind, kEpochJulian);
-  EXPECT_DOUBLE_EQ(value, 2000.0);
-  pos = 1;
-  decodeEpoch(" b1950.0", pos, value, status, kind);
-  EXPECT_EQ(kind, kEpochBesselian);
-  EXPECT_DOUBLE_EQ(value, 1950.0);
-  pos = 1;
-  value = 7.0;
-  decodeEpoch("B", pos, value, status, kind);
-  EXPECT_EQ(status, kDecodedNull);
-  EXPECT_EQ(kind, kEpochPlain);
-  EXPECT_EQ(pos, 1);
-  EXPECT_DOUBLE_EQ(value, 7.0);
-}
-
-TEST(SplitFields, CountsStopsAndFlagsErrorsAndOverflow) {
+TEST(SplitFields, CountsUpToTwentyThenFlagsAnyMoreAndMinusOneForAnError) {
   double values[kMaxFields];
-  int statuses[kMaxFields];
-  int kinds[kMaxFields];
-  EXPECT_EQ(splitFields("1 2 3, 4", values, statuses, kinds), 4);
-  EXPECT_DOUBLE_EQ(values[3], 4.0);
-  EXPECT_EQ(splitFields("1 2 ,, 3", values, statuses, kinds), 2);
-  EXPECT_EQ(splitFields("1 2 3-x", values, statuses, kinds), -1);
-  EXPECT_EQ(splitFields("1 2 E 3", values, statuses, kinds), 3);  // E 3 is 1000
-  EXPECT_EQ(splitFields("", values, statuses, kinds), 0);
-  std::string twenty;
-  for (int i = 0; i < 20; ++i) twenty += "1 ";
-  EXPECT_EQ(splitFields(twenty.c_str(), values, statuses, kinds), 20);
-  EXPECT_EQ(splitFields((twenty + "1").c_str(), values, statuses, kinds), 21);
-  EXPECT_EQ(splitFields("12 34 56.7 J2000", values, statuses, kinds), 4);
-  EXPECT_EQ(kinds[3], kEpochJulian);
+  int statuses[kMaxFields], kinds[kMaxFields];
+  const std::string twenty = "1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 ";
+  const std::pair<std::string, int> cases[] = {{"1 2 3, 4", 4}, {"1 2 ,, 3", 2}, {"1 2 3-x", -1},
+                                               {"1 2 E 3", 3},  {"", 0},         {twenty, 20},
+                                               {twenty + "1", 21}};
+  for (const auto& [text, count] : cases) {
+    EXPECT_EQ(splitFields(text.c_str(), values, statuses, kinds), count) << text;
+  }
 }
 
-int sexagesimal(int mode, const char* text, double& angle) {
-  double values[kMaxFields];
-  int statuses[kMaxFields];
-  int kinds[kMaxFields];
-  const int count = splitFields(text, values, statuses, kinds);
-  return checkSexagesimal(mode, values, statuses, count, angle);
-}
-
-TEST(CheckSexagesimal, HoursInRangeWithoutSign) {
-  double angle = 0.0;
-  EXPECT_EQ(sexagesimal(kSexHours, "23 59 59.999", angle), 0);
-  EXPECT_NEAR(angle, (86399.999) * kRadianPerTimeSecond, 1e-15);
-  EXPECT_EQ(sexagesimal(kSexHours, "24 0 0", angle), -1);
-  EXPECT_EQ(sexagesimal(kSexHours, "-1 0 0", angle), -1);
-  EXPECT_EQ(sexagesimal(kSexHours, "12 60 0", angle), -1);
-  EXPECT_EQ(sexagesimal(kSexHours, "12 30", angle), 0);
-  EXPECT_NEAR(angle, 12.5 * kRadianPerHour, 1e-15);
-  EXPECT_EQ(sexagesimal(kSexHours, "12.5 0 0", angle), -1);
-  EXPECT_EQ(sexagesimal(kSexHours, "12 0 60", angle), -1);
-}
-
-TEST(CheckSexagesimal, DegreesTakeTheirSignFromTheFirstFieldEvenAtZero) {
-  double angle = 0.0;
-  EXPECT_EQ(sexagesimal(kSexDegrees, "-00 30 00", angle), 0);
-  EXPECT_NEAR(angle, -0.5 * kRadianPerDegree, 1e-15);
-  EXPECT_EQ(sexagesimal(kSexDegrees, "+45 0 0", angle), 0);
-  EXPECT_NEAR(angle, 45.0 * kRadianPerDegree, 1e-15);
-  EXPECT_EQ(sexagesimal(kSexDegrees, "270 0 0", angle), -1);
-  EXPECT_EQ(sexagesimal(kSexDegrees, "10 -5 0", angle), -1);
-}
-
-TEST(CheckSexagesimal, NinetyDegreesOrMoreIsAReadingOverThePole) {
-  double angle = 0.0;
-  EXPECT_EQ(sexagesimal(kSexDegrees, "100 0 0", angle), 1);
-  EXPECT_NEAR(angle, 80.0 * kRadianPerDegree, 1e-14);
-  EXPECT_EQ(sexagesimal(kSexDegrees, "-100 0 0", angle), 1);
-  EXPECT_NEAR(angle, -80.0 * kRadianPerDegree, 1e-14);
-  EXPECT_EQ(sexagesimal(kSexDegrees, "90 0 0", angle), 1);
-  EXPECT_NEAR(angle, 90.0 * kRadianPerDegree, 1e-14);
+TEST(CheckSexagesimal, RangesSignsAndReadingsOverThePole) {
+  const int kHours = kSexHours, kDegrees = kSexDegrees;
+  const double hour = kRadianPerHour, degree = kRadianPerDegree;
+  // (mode, fields, result, angle in radians: 7 when left unchanged)
+  const std::tuple<int, const char*, int, double> cases[] = {
+      {kHours, "23 59 59.999", 0, 86399.999 * kRadianPerTimeSecond},
+      {kHours, "12 30", 0, 12.5 * hour}, {kHours, "24 0 0", -1, 7.0}, {kHours, "-1 0 0", -1, 7.0},
+      {kHours, "12 60 0", -1, 7.0}, {kHours, "12 0 60", -1, 7.0}, {kHours, "12.5 0 0", -1, 7.0},
+      {kDegrees, "-00 30 00", 0, -0.5 * degree},  // the sign of a zero field counts
+      {kDegrees, "270 0 0", -1, 7.0}, {kDegrees, "10 -5 0", -1, 7.0},
+      // 90 degrees or more: a reading over the pole.
+      {kDegrees, "90 0 0", 1, 90.0 * degree}, {kDegrees, "100 0 0", 1, 80.0 * degree},
+      {kDegrees, "-100 0 0", 1, -80.0 * degree},
+  };
+  for (const auto& [mode, text, result, expected] : cases) {
+    double values[kMaxFields], angle = 7.0;
+    int statuses[kMaxFields], kinds[kMaxFields];
+    const int count = splitFields(text, values, statuses, kinds);
+    EXPECT_EQ(checkSexagesimal(mode, values, statuses, count, angle), result) << text;
+    EXPECT_NEAR(angle, expected, 1e-14) << text;
+  }
 }
 
 }  // namespace

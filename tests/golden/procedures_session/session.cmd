@@ -11,6 +11,8 @@ call loader
 call longnameprzzz
 call long
 call noret
+call last
+call beyond
 inpro nothere
 inpro other
 call final
