@@ -1,4 +1,4 @@
-// Reading the committed reference tables of tests/data/astro (made by
+// The committed reference tables of tests/data/astro (made by
 // tools/astro_reference.py): whitespace-separated numbers, '#' comments.
 #pragma once
 
@@ -12,18 +12,14 @@
 
 namespace zenfit::test {
 
-using ReferenceRow = std::vector<double>;
-
-inline std::vector<ReferenceRow> loadReferenceTable(const std::string& name) {
-  std::vector<ReferenceRow> rows;
+inline std::vector<std::vector<double>> loadReferenceTable(const std::string& name) {
+  std::vector<std::vector<double>> rows;
   std::ifstream in(std::string(ZENFIT_TEST_DATA_DIR) + "/astro/" + name);
-  std::string line;
-  while (std::getline(in, line)) {
+  for (std::string line; std::getline(in, line);) {
     if (line.empty() || line[0] == '#') continue;
     std::istringstream fields(line);
-    ReferenceRow row;
-    for (double value = 0.0; fields >> value;) row.push_back(value);
-    rows.push_back(row);
+    rows.emplace_back();
+    for (double value = 0.0; fields >> value;) rows.back().push_back(value);
   }
   return rows;
 }

@@ -14,4 +14,6 @@ INDAT noair
 INDAT option
 INDAT caption
 INDAT empty
+INST twins
+INDAT lookups
 END

@@ -1,6 +1,8 @@
+OUTDAT empty
 INDAT
 INDAT missing
 INDAT good
+OUTDAT nodir/copy
 OUTDAT copy
 INDAT copy
 MASK 2
@@ -12,4 +14,11 @@ SHOW
 UNMASK
 OUTDAT final
 INDAT final
+APPEND
+INDAT bad
+SHOW
+INDAT empty
+INDAT blank
+OUTDAT blank2
+INDAT blank2
 END
