@@ -5,7 +5,17 @@
 set -e
 cd "$(dirname "$0")/.."
 seconds="${1:-60}"
-command -v clang++ >/dev/null 2>&1 || { [ "$(id -u)" = 0 ] && apt-get install -y -qq clang libclang-rt-dev >/dev/null; }
+missing=""
+for package in clang libclang-rt-dev; do
+  dpkg -s "$package" >/dev/null 2>&1 || missing="$missing $package"
+done
+if [ -n "$missing" ]; then
+  if [ "$(id -u)" = 0 ]; then
+    DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $missing >/dev/null
+  else
+    echo "Please install:$missing" >&2; exit 1
+  fi
+fi
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -DZENFIT_FUZZ=ON -DZENFIT_TESTS=OFF -DZENFIT_BENCH=OFF >/dev/null
 cmake --build build-fuzz -j "$(nproc)"
 work="$(pwd)/build-fuzz/corpus-work"
