@@ -7,7 +7,7 @@
 
 #include "astro/astro.h"
 #include "astro/vectors.h"
-#include "constants.h"
+#include "base/constants.h"
 
 namespace {
 

@@ -15,10 +15,9 @@
 #include <memory>
 #include <string>
 
-#include "command/dispatcher.h"
-#include "command/startup.h"
-#include "constants.h"
-#include "engine.h"
+#include "base/constants.h"
+#include "command/engine.h"
+#include "host/message_buffer.h"
 
 namespace {
 
@@ -139,13 +138,25 @@ double peakRssMb() {
   return usage.ru_maxrss / 1024.0;  // kilobytes on Linux
 }
 
-std::unique_ptr<Engine> startEngine() {
-  auto engine = std::make_unique<Engine>();
-  if (startup(*engine, StartupOptions{}) != 0) std::abort();
-  return engine;
+// An engine in the working folder that reports into the C API's message
+// buffer, as a host's engine does.
+struct HostEngine {
+  Engine engine;
+  host::MessageBuffer buffer;
+};
+
+std::unique_ptr<HostEngine> startEngine() {
+  auto host = std::make_unique<HostEngine>();
+  host->engine.workdir = fs::current_path();
+  host->engine.hooks.output = &host->buffer;
+  host->buffer.attach(host->engine.settings);
+  if (zenfit::startEngine(host->engine, {}) != 0) std::abort();
+  return host;
 }
 
-int stored(const Engine& engine) { return observationCount(engine.observations); }
+void shutdown(Engine& engine) { shutdownEngine(engine); }
+
+int stored(Engine& engine) { return engine.observations.count(); }
 
 void BM_Startup(benchmark::State& state) {
   Folder folder;
@@ -156,8 +167,8 @@ void BM_Startup(benchmark::State& state) {
   }
   for (auto _ : state) {
     auto engine = startEngine();
-    benchmark::DoNotOptimize(engine->host.buffer);
-    shutdown(*engine);
+    benchmark::DoNotOptimize(engine->buffer.text());
+    shutdown(engine->engine);
   }
   state.SetLabel(withFiles ? "with a 1998-star catalogue and a procedure library" : "no files");
   state.counters["peak_rss_MB"] = peakRssMb();
@@ -171,13 +182,13 @@ void BM_IndatCatalogueStars(benchmark::State& state) {
   folder.write("obs.dat", observationFile(scattered));
   auto engine = startEngine();
   for (auto _ : state) {
-    runLine(*engine, "INDAT obs");
+    runLine(engine->engine, "INDAT obs");
   }
-  if (stored(*engine) != kMaxObservations) state.SkipWithError("not every observation was stored");
+  if (stored(engine->engine) != kMaxObservations) state.SkipWithError("not every observation was stored");
   state.SetLabel(scattered ? "4999, scattered over the catalogue" : "4999, in catalogue order");
   state.SetItemsProcessed(state.iterations() * kMaxObservations);
   state.counters["peak_rss_MB"] = peakRssMb();
-  shutdown(*engine);
+  shutdown(engine->engine);
 }
 BENCHMARK(BM_IndatCatalogueStars)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
@@ -188,16 +199,16 @@ void BM_SlistFullListCommand(benchmark::State& state) {
   auto engine = startEngine();
   for (const char* line : {"INDAT obs", "USE IH ID NP CH ME MA TF FO HCES HCEC", "IH 12.5",
                            "ID -8", "NP 3", "CH -20", "ME 15", "MA -4", "TF 7"}) {
-    runLine(*engine, line);
+    runLine(engine->engine, line);
   }
-  if (stored(*engine) != kMaxObservations) state.SkipWithError("not every observation was stored");
+  if (stored(engine->engine) != kMaxObservations) state.SkipWithError("not every observation was stored");
   for (auto _ : state) {
-    runLine(*engine, "SLIST");
+    runLine(engine->engine, "SLIST");
   }
   state.SetLabel("4999 observations, 10 terms");
   state.SetItemsProcessed(state.iterations() * kMaxObservations);
   state.counters["peak_rss_MB"] = peakRssMb();
-  shutdown(*engine);
+  shutdown(engine->engine);
 }
 BENCHMARK(BM_SlistFullListCommand)->Unit(benchmark::kMillisecond);
 
@@ -221,11 +232,11 @@ void BM_MaximumSession(benchmark::State& state) {
   for (auto _ : state) {
     auto engine = startEngine();
     for (const char* line : session) {
-      runLine(*engine, line);
-      complete = complete && engine->dispatch.status == ' ';
+      runLine(engine->engine, line);
+      complete = complete && engine->engine.dispatch.status == CommandStatus::Done;
     }
-    complete = complete && stored(*engine) == kMaxObservations;
-    shutdown(*engine);
+    complete = complete && stored(engine->engine) == kMaxObservations;
+    shutdown(engine->engine);
   }
   if (!complete) state.SkipWithError("a command of the session failed");
   state.SetLabel("4999 observations, 30 terms");

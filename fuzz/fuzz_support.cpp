@@ -7,8 +7,7 @@
 #include <filesystem>
 #include <memory>
 
-#include "command/dispatcher.h"
-#include "command/startup.h"
+#include "host/message_buffer.h"
 
 namespace zenfit::fuzz {
 namespace {
@@ -47,8 +46,27 @@ Scratch& scratch() {
   return folder;
 }
 
-std::unique_ptr<Engine>& engineSlot() {
-  static std::unique_ptr<Engine> engine;
+// An engine with the C API's message buffer as its output, so that the
+// buffer's overflow rule is driven too; nothing is kept.
+struct FuzzEngine {
+  Engine engine;
+  host::MessageBuffer buffer;
+  FILE* input = nullptr;
+  std::unique_ptr<StreamInput> lines;
+
+  FuzzEngine() {
+    engine.workdir = scratch().path;
+    engine.hooks.output = &buffer;
+    buffer.attach(engine.settings);
+  }
+  ~FuzzEngine() {
+    shutdownEngine(engine);
+    if (input != nullptr) std::fclose(input);
+  }
+};
+
+std::unique_ptr<FuzzEngine>& engineSlot() {
+  static std::unique_ptr<FuzzEngine> engine;
   return engine;
 }
 
@@ -69,24 +87,21 @@ void writeFile(const char* name, const std::string& content) {
 }
 
 Engine& startEngine() {
-  auto& engine = engineSlot();
-  if (engine) shutdown(*engine);
-  engine = std::make_unique<Engine>();
-  StartupOptions options;
-  options.outputName = "/dev/null/";  // nothing is written to the primary stream
-  startup(*engine, options);
-  return *engine;
+  auto& slot = engineSlot();
+  slot = std::make_unique<FuzzEngine>();
+  startEngine(slot->engine, {});
+  return slot->engine;
 }
 
 void runBatch() {
-  auto& engine = engineSlot();
-  if (engine) shutdown(*engine);
-  engine = std::make_unique<Engine>();
-  StartupOptions options;
-  options.inputName = "session.cmd";
-  options.outputName = "/dev/null/";
-  if (startup(*engine, options) == 0) runLine(*engine, "$");
-  shutdown(*engine);
+  auto& slot = engineSlot();
+  slot = std::make_unique<FuzzEngine>();
+  slot->input = std::fopen("session.cmd", "r");
+  if (slot->input == nullptr) return;
+  slot->lines = std::make_unique<StreamInput>(slot->input);
+  slot->engine.hooks.input = slot->lines.get();
+  if (startEngine(slot->engine, {}) == 0) runLine(slot->engine, "$");
+  slot.reset();
 }
 
 void runLines(Engine& engine, const std::string& text) {
@@ -101,8 +116,7 @@ void runLines(Engine& engine, const std::string& text) {
 }
 
 void cleanScratch() {
-  auto& engine = engineSlot();
-  if (engine) shutdown(*engine);
+  engineSlot().reset();
   const int open = openDescriptors();
   if (open > scratch().descriptors) {
     std::fprintf(stderr, "file descriptor leak: %d open, %d when the input began\n", open,

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <string>
 
-#include "engine.h"
+#include "command/engine.h"
 
 namespace zenfit::fuzz {
 

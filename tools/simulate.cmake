@@ -1,7 +1,7 @@
 # The pointing-run simulator: a library (used by the tests too) and the
 # program zenfit_simulate that writes observation files from a description.
 add_library(zenfit_simulator STATIC ${CMAKE_CURRENT_LIST_DIR}/simulator.cpp)
-target_link_libraries(zenfit_simulator PUBLIC zenfit_engine)
+target_link_libraries(zenfit_simulator PUBLIC zenfit_fit PRIVATE ${ZENFIT_ERFA})
 target_include_directories(zenfit_simulator PUBLIC ${CMAKE_CURRENT_LIST_DIR})
 
 add_executable(zenfit_simulate ${CMAKE_CURRENT_LIST_DIR}/simulate.cpp)

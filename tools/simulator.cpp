@@ -13,12 +13,12 @@
 
 #include "astro/astro.h"
 #include "astro/vectors.h"
+#include "base/decode.h"
 #include "data/catalogue.h"
-#include "data/decode.h"
 #include "data/reduction.h"
 #include "data/run_parameters.h"
-#include "engine.h"
 #include "model/evaluate.h"
+#include "model/model.h"
 
 namespace zenfit::sim {
 namespace {
@@ -169,9 +169,8 @@ struct Star {
 };
 
 // The catalogue's stars, decoded as the reader decodes them.
-bool loadStars(Engine& engine, const CatalogueText& catalogue, const RunReduction& run,
+bool loadStars(Catalogue& table, const CatalogueText& catalogue, const RunReduction& run,
                std::vector<Star>& stars, std::string& error) {
-  Catalogue& table = engine.catalogue;
   const int lines = std::min(static_cast<int>(catalogue.lines.size()), kCatalogueSlots - 1);
   for (int i = 0; i < lines; ++i) {
     std::snprintf(table.lines[i], sizeof table.lines[i], "%s", catalogue.lines[i].c_str());
@@ -197,15 +196,16 @@ bool loadStars(Engine& engine, const CatalogueText& catalogue, const RunReductio
   return !stars.empty();
 }
 
-bool setModel(Engine& engine, const std::vector<ModelTerm>& terms, std::string& error) {
+bool setModel(Model& model, TermTable& table, const std::vector<ModelTerm>& terms,
+              std::string& error) {
   for (const ModelTerm& term : terms) {
-    if (useTerms(engine, term.name.c_str()) != 0) {
+    const TermList list = readTermList(table, term.name.c_str());
+    if (list.status < 0 || useTerms(model, table, list) != UseResult::Done) {
       error = "bad term: " + term.name;
       return false;
     }
-    if (term.parallel) parallelTerms(engine, term.name.c_str());
-    double value = term.arcsec * kRadianPerArcsec;
-    setCoefficient(engine, term.name.c_str(), 0, 1, &value);
+    if (term.parallel) parallelTerms(model, list);
+    setCoefficient(model, table, term.name.c_str(), true, term.arcsec * kRadianPerArcsec);
   }
   return true;
 }
@@ -491,23 +491,26 @@ bool readCatalogue(const std::string& path, CatalogueText& catalogue) {
 
 bool simulateRun(const RunPlan& plan, const CatalogueText& catalogue, SimulatedRun& run,
                  std::string& error) {
-  auto engine = std::make_unique<Engine>();
-  loadTermNames(*engine);
-  clearModel(engine->model);
+  TermTable terms;
+  loadTermNames(terms);
+  Model model;
+  model.clear();
   RunReduction context;
   std::string parameters;
   if (!runParameters(plan, parameters, context, error)) return false;
-  engine->run.sinLat = context.sinLat;
-  engine->run.cosLat = context.cosLat;
-  if (!setModel(*engine, plan.model, error)) return false;
+  RunState site;
+  site.sinLat = context.sinLat;
+  site.cosLat = context.cosLat;
+  if (!setModel(model, terms, plan.model, error)) return false;
+  const EvaluationContext evaluation = evaluationContext(terms, site, AdjustSense::Telescope);
   std::vector<Star> stars;
-  if (!loadStars(*engine, catalogue, context, stars, error)) return false;
+  auto table = std::make_unique<Catalogue>();
+  if (!loadStars(*table, catalogue, context, stars, error)) return false;
 
   run.text = plan.caption + "\n" + parameters + "\n";
   run.observations.clear();
   Random random(plan.seed);
   std::vector<int> recent;
-  ObservationList& list = engine->observations;
   for (int k = 0; k < plan.observations; ++k) {
     const std::string lstField =
         lstText(plan.startLstHours * kRadianPerHour +
@@ -568,12 +571,12 @@ bool simulateRun(const RunPlan& plan, const CatalogueText& catalogue, SimulatedR
       auxField = format("  %.3f", plan.aux1First + (plan.aux1Last - plan.aux1First) * t);
       obs.aux1 = Fields(auxField).values[0];
     }
-    list.status[0] = kStatusActive;
-    list.pierFlag[0] = pier;
-    list.aux[0][0] = obs.aux1;
-    list.aux[0][1] = list.aux[0][2] = 0.0;
+    Observation observed;
+    observed.status = kStatusActive;
+    observed.pierFlag = pier;
+    observed.aux[0] = obs.aux1;
     double corrected[3] = {source[0], source[1], source[2]};
-    if (applyModelTerms(*engine, 0, corrected) < 0) continue;
+    if (applyModelTerms(evaluation, model, observed, corrected) < 0) continue;
     const std::string telescope =
         telescopeFields(corrected, plan, context, lst, pier, random, obs);
 

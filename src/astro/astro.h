@@ -90,9 +90,19 @@ double diurnalAberrationConstant(double fromAxisAu);
 void haDecToHorizon(double ha, double dec, double sinLat, double cosLat, double diurab,
                     double horizon[3]);
 
+// A place (hour angle, declination) as a horizon-frame unit vector, with
+// no aberration: the exact inverse of horizonToHaDec.
+void haDecToHorizon(double ha, double dec, double sinLat, double cosLat, double horizon[3]);
+
 // Hour angle and declination of a horizon-frame vector (the inverse turn;
 // no aberration is removed).
 void horizonToHaDec(const double horizon[3], double sinLat, double cosLat, double& ha,
                     double& dec);
+
+// An angle (radians) split for printing into sign, hours (or degrees),
+// minutes, seconds and the given number of decimals of the seconds,
+// rounded (ERFA eraA2tf and eraA2af).
+void splitHours(int decimals, double angle, char& sign, int fields[4]);
+void splitDegrees(int decimals, double angle, char& sign, int fields[4]);
 
 }  // namespace zenfit::astro

@@ -1,5 +1,6 @@
 // From the geocentric apparent place to the place seen at the site: diurnal
 // aberration and the turn between equatorial and horizon frames.
+#include <erfa.h>
 #include <erfam.h>
 
 #include "astro/astro.h"
@@ -33,6 +34,12 @@ void haDecToHorizon(double ha, double dec, double sinLat, double cosLat, double 
   equatorialToHorizon(equatorial, sinLat, cosLat, horizon);
 }
 
+void haDecToHorizon(double ha, double dec, double sinLat, double cosLat, double horizon[3]) {
+  double equatorial[3];
+  sphericalToVector(-ha, dec, equatorial);
+  equatorialToHorizon(equatorial, sinLat, cosLat, horizon);
+}
+
 void horizonToHaDec(const double horizon[3], double sinLat, double cosLat, double& ha,
                     double& dec) {
   double equatorial[3];
@@ -40,6 +47,14 @@ void horizonToHaDec(const double horizon[3], double sinLat, double cosLat, doubl
   double longitude = 0.0;
   vectorToSpherical(equatorial, longitude, dec);
   ha = -longitude;
+}
+
+void splitHours(int decimals, double angle, char& sign, int fields[4]) {
+  eraA2tf(decimals, angle, &sign, fields);
+}
+
+void splitDegrees(int decimals, double angle, char& sign, int fields[4]) {
+  eraA2af(decimals, angle, &sign, fields);
 }
 
 }  // namespace zenfit::astro

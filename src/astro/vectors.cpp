@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "constants.h"
+#include "base/constants.h"
 
 namespace zenfit {
 

@@ -10,71 +10,103 @@
 
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
+#include <system_error>
 
-#include "command/startup.h"
-#include "engine.h"
+#include "base/files.h"
+#include "command/engine.h"
 
 namespace {
+
+using zenfit::Message;
+using zenfit::TextKind;
 
 // Presents the session on the output stream. At a terminal the user's own
 // typing already shows each command after the prompt, so its echo is not
 // repeated; when commands come from a file the prompt is left out and the
 // echo shows each command instead.
-struct Transcript {
-  const zenfit::Engine* engine = nullptr;
-  std::FILE* promptStream = nullptr;  // where the prompt is shown; null: nowhere
-  bool typedEchoShown = true;          // false when the terminal already shows the typing
-  bool atLineStart = true;
+class Transcript final : public zenfit::OutputSink {
+ public:
+  Transcript(std::FILE* out, std::FILE* promptStream, bool typedEchoShown)
+      : out_(out), promptStream_(promptStream), typedEchoShown_(typedEchoShown) {}
 
-  std::FILE* out() const { return engine->host.output != nullptr ? engine->host.output : stdout; }
-};
-
-void writeTranscript(void* context, const char* text, zenfit::MessageKind kind) {
-  auto& transcript = *static_cast<Transcript*>(context);
-  if (kind == zenfit::MessageKind::Prompt) {
-    if (transcript.promptStream != nullptr) {
-      std::fputs(text, transcript.promptStream);
-      std::fflush(transcript.promptStream);
-      if (transcript.promptStream == transcript.out()) transcript.atLineStart = false;
-    }
-    return;
-  }
-  if (kind == zenfit::MessageKind::EchoOfPromptedLine) {
-    if (!transcript.typedEchoShown) {
-      transcript.atLineStart = true;  // the user's Return ended the line
+  void write(const Message& message) override {
+    const std::string& text = message.text;
+    if (message.kind == TextKind::Prompt) {
+      if (promptStream_ != nullptr) {
+        std::fputs(text.c_str(), promptStream_);
+        std::fflush(promptStream_);
+        if (promptStream_ == out_) atLineStart_ = false;
+      }
       return;
     }
-    // An echo always starts a line of its own.
-    if (!transcript.atLineStart) std::fputc('\n', transcript.out());
+    if (message.kind == TextKind::EchoOfPromptedLine) {
+      if (!typedEchoShown_) {
+        atLineStart_ = true;  // the user's Return ended the line
+        return;
+      }
+      // An echo always starts a line of its own.
+      if (!atLineStart_) std::fputc('\n', out_);
+    }
+    if (text.empty()) return;
+    std::fputs(text.c_str(), out_);
+    std::fflush(out_);
+    atLineStart_ = text.back() == '\n';
   }
-  if (text[0] == '\0') return;
-  std::fputs(text, transcript.out());
-  std::fflush(transcript.out());
-  transcript.atLineStart = text[std::strlen(text) - 1] == '\n';
+
+ private:
+  std::FILE* out_;
+  std::FILE* promptStream_;  // where the prompt is shown; null: nowhere
+  bool typedEchoShown_;      // false when the terminal already shows the typing
+  bool atLineStart_ = true;
+};
+
+bool isStandard(const char* name) {
+  return name[0] == '\0' || zenfit::isKeyword(name, "/");
 }
 
-bool isStandard(const char* name) { return name[0] == '\0' || std::strcmp(name, "/") == 0; }
+// Opens a command stream: standard input or output for "/" or an empty
+// name, else the named file by the file-name rule.
+zenfit::FileHandle openStream(const std::filesystem::path& folder, const char* name,
+                              const char* mode) {
+  const std::filesystem::path path = zenfit::resolveFileName(folder, name, zenfit::kFileNameSize);
+  return zenfit::FileHandle(std::fopen(path.c_str(), mode));
+}
 
-int runBatch(const char* input, const char* output, const char* report, const char* ini) {
-  auto engine = std::make_unique<zenfit::Engine>();
-  Transcript transcript;
-  transcript.engine = engine.get();
-  const bool terminalInput = isStandard(input) && isatty(STDIN_FILENO);
-  const bool terminalOutput = isStandard(output) && isatty(STDOUT_FILENO);
-  if (terminalInput) transcript.promptStream = terminalOutput ? stdout : stderr;
-  transcript.typedEchoShown = !(terminalInput && terminalOutput);
+int runBatch(const char* input, const char* output, const char* /*report*/, const char* ini) {
+  std::error_code ignored;
+  const std::filesystem::path here = std::filesystem::current_path(ignored);
+  zenfit::FileHandle inputFile;
+  zenfit::FileHandle outputFile;
+  int status = 0;
+  if (!isStandard(input)) {
+    inputFile = openStream(here, input, "r");
+    if (!inputFile) status = -1;
+  }
+  if (status == 0 && !isStandard(output)) {
+    outputFile = openStream(here, output, "w");
+    if (!outputFile) status = -1;
+  }
 
-  zenfit::StartupOptions options;
-  options.inputName = input;
-  options.outputName = output;
-  options.reportName = report;
-  options.initializationName = ini;
-  options.sink = {&transcript, writeTranscript};
+  if (status == 0) {
+    const bool terminalInput = isStandard(input) && isatty(STDIN_FILENO);
+    const bool terminalOutput = isStandard(output) && isatty(STDOUT_FILENO);
+    std::FILE* out = outputFile ? outputFile.get() : stdout;
+    Transcript transcript(out, terminalInput ? (terminalOutput ? stdout : stderr) : nullptr,
+                          !(terminalInput && terminalOutput));
+    zenfit::StreamInput lines(inputFile ? inputFile.get() : stdin);
 
-  int status = zenfit::startup(*engine, options);
-  if (status == 0) status = zenfit::runLine(*engine, "$");
-  zenfit::shutdown(*engine);
+    auto engine = std::make_unique<zenfit::Engine>();
+    engine->workdir = here;
+    engine->hooks.output = &transcript;
+    engine->hooks.input = &lines;
+    zenfit::StartOptions options;
+    options.initializationName = ini;
+    status = zenfit::startEngine(*engine, options);
+    if (status == 0) status = zenfit::runLine(*engine, "$");
+    zenfit::shutdownEngine(*engine);
+  }
   // The session's run always reports 1, so every batch session closes with
   // this line and that status, as the program always has.
   if (status != 0) {

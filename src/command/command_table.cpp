@@ -1,19 +1,12 @@
 #include "command/command_table.h"
 
-#include "command/lexer.h"
-#include "data/mask.h"
-#include "data/observation_reader.h"
-#include "data/observation_writer.h"
-#include "data/perfect.h"
-#include "engine.h"
-#include "fit/fit.h"
-#include "fit/slist.h"
+#include "base/text.h"
 
 namespace zenfit {
 namespace {
 
 // Searched in this order; each word is matched exactly. "END", "QUIT",
-// "QU" and "." are handled by the dispatcher after the table.
+// "QU" and "." end the session; they are looked for after the table.
 const Command kCommandTable[] = {
     {"ADJUST", cmdAdjust},
     {"APPEND", cmdAppend},
@@ -69,13 +62,28 @@ const Command kCommandTable[] = {
     {"VT", cmdVt},
 };
 
+const char* const kEndWords[] = {"END", "QUIT", "QU", "."};
+
 }  // namespace
 
-CommandHandler findCommand(const char* word) {
+const Command* findCommand(const char* word) {
   for (const Command& command : kCommandTable) {
-    if (keywordEquals(word, command.word) == 0) return command.handler;
+    if (isKeyword(word, command.word)) return &command;
   }
   return nullptr;
+}
+
+std::vector<std::string> commandWords() {
+  std::vector<std::string> words;
+  for (const Command& command : kCommandTable) words.emplace_back(command.word);
+  return words;
+}
+
+bool isEndWord(const char* word) {
+  for (const char* end : kEndWords) {
+    if (isKeyword(word, end)) return true;
+  }
+  return false;
 }
 
 }  // namespace zenfit

@@ -4,9 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "command/startup.h"
-#include "data/decode.h"
-#include "engine.h"
+#include "base/decode.h"
+#include "base/text.h"
 
 namespace zenfit {
 namespace {
@@ -63,28 +62,24 @@ bool decodeEntry(const char* line, CatalogueStar& star) {
 
 }  // namespace
 
-void clearCatalogue(Catalogue& catalogue) {
-  std::snprintf(catalogue.lines[0], sizeof catalogue.lines[0], "END");
-  catalogue.lookupPosition = -1;
-  catalogue.fileName[0] = '\0';
+void Catalogue::clear() {
+  std::snprintf(lines[0], sizeof lines[0], "END");
+  lookupPosition = -1;
+  fileName.clear();
 }
 
-int loadCatalogue(Engine& engine, const char* name) {
-  Catalogue& catalogue = engine.catalogue;
-  std::FILE* file = openOrReport(engine, name, "r",
-                                 "Star catalogue file cannot be opened!  File = %s, status = %d\n");
-  if (file == nullptr) return -1;
-  msgOutF(engine, 'I', "Reading star catalogue entries from file %s ...\n", name);
+CatalogueLoad loadCatalogue(Catalogue& catalogue, std::FILE* file,
+                            const std::function<bool()>& cancelled) {
+  CatalogueLoad load;
   catalogue.lookupPosition = -1;
-
   int slot = 0;
   int last = -1;
   char line[kCatalogueLineLength + 1];
   while (slot < kCatalogueSlots - 1) {
-    if (cancelPoll(engine, 0) != 0) {
+    if (cancelled && cancelled()) {
       std::snprintf(catalogue.lines[0], sizeof catalogue.lines[0], "END");
-      std::fclose(file);
-      return 1;
+      load.interrupted = true;
+      return load;
     }
     if (!readTextLine(file, kCatalogueLineLength, line)) break;
     // An "END" line uses up its slot but stores nothing in it.
@@ -95,10 +90,8 @@ int loadCatalogue(Engine& engine, const char* name) {
     ++slot;
   }
   std::snprintf(catalogue.lines[last + 1], sizeof catalogue.lines[last + 1], "END");
-  std::fclose(file);
-  // The count leaves out the first line, which catalogues use as a heading.
-  msgOutF(engine, 'I', "%d stars input.\n", last > 0 ? last : 0);
-  return 0;
+  load.stars = last > 0 ? last : 0;
+  return load;
 }
 
 int findCatalogueStar(Catalogue& catalogue, const char* name, CatalogueStar& star) {
@@ -125,19 +118,5 @@ int findCatalogueStar(Catalogue& catalogue, const char* name, CatalogueStar& sta
   return -1;
 }
 
-void cmdInst(Engine& engine) {
-  Catalogue& catalogue = engine.catalogue;
-  char name[kFileNameSize];
-  fileNameArgument(engine, 4, name);
-  if (name[0] != '\0') {
-    std::snprintf(catalogue.fileName, sizeof catalogue.fileName, "%s", name);
-  } else if (catalogue.fileName[0] == '\0') {
-    std::snprintf(catalogue.fileName, sizeof catalogue.fileName, "%s",
-                  engine.settings.starCatalog);
-  }
-  char file[kFileNameSize];
-  std::snprintf(file, sizeof file, "%s", catalogue.fileName);
-  if (loadCatalogue(engine, file) == 0) engine.dispatch.status = kStatusDone;
-}
 
 }  // namespace zenfit

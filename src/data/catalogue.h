@@ -7,16 +7,22 @@
 // year, arcseconds per year) and the epoch, optionally led by B or J.
 #pragma once
 
-#include "constants.h"
+#include <cstdio>
+#include <functional>
+#include <string>
+
+#include "base/constants.h"
 
 namespace zenfit {
 
-struct Engine;
-
 struct Catalogue {
-  char lines[kCatalogueSlots][kCatalogueLineLength + 1];
-  int lookupPosition = -1;             // slot of the last match, -1 for none
-  char fileName[kFileNameSize] = "";   // name used by the last INST
+  char lines[kCatalogueSlots][kCatalogueLineLength + 1] = {};
+  int lookupPosition = -1;  // slot of the last match, -1 for none
+  std::string fileName;     // name used by the last INST
+
+  Catalogue() { clear(); }
+  // Empties the catalogue.
+  void clear();
 };
 
 // A decoded catalogue entry.
@@ -29,18 +35,20 @@ struct CatalogueStar {
   int epochKind = 0;       // 1 Besselian (FK4), 2 Julian (FK5), 0 plain
 };
 
-// Empties the catalogue.
-void clearCatalogue(Catalogue& catalogue);
+// What a load found.
+struct CatalogueLoad {
+  int stars = 0;           // entries, leaving out the first line (a heading)
+  bool interrupted = false;
+};
 
-// Loads a catalogue file. Returns 0, -1 when the file cannot be opened
-// (the old catalogue stays), 1 when interrupted.
-int loadCatalogue(Engine& engine, const char* name);
+// Loads a catalogue from an open file, replacing the one held. cancelled
+// is asked after every line; an interrupted load leaves an empty catalogue.
+CatalogueLoad loadCatalogue(Catalogue& catalogue, std::FILE* file,
+                            const std::function<bool()>& cancelled);
 
 // Finds a star by name (compared with the first 6 characters of each line),
 // starting at the last match and wrapping once. Returns 0 with the entry,
 // -1 when the name is not there, 1 when its entry cannot be decoded.
 int findCatalogueStar(Catalogue& catalogue, const char* name, CatalogueStar& star);
-
-void cmdInst(Engine& engine);
 
 }  // namespace zenfit

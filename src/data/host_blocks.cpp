@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "engine.h"
+#include "base/constants.h"
 
 namespace zenfit {
 namespace {
@@ -27,16 +27,15 @@ double hours24(double radians) {
 
 }  // namespace
 
-void writeHostRunParameters(Engine& engine, const RunDescription& run) {
-  auto* block = static_cast<unsigned char*>(engine.host.obsParms);
-  if (block == nullptr) return;
-  const RunParameters& p = *run.params;
+void encodeRunParameters(const RunDescription& run, const std::string& caption, char setting,
+                         unsigned char block[obs_parms::kSize]) {
+  const RunParameters& p = run.params;
   // The caption field is filled to its end, as strncpy would.
   constexpr std::size_t kCaptionField = obs_parms::kSetting - obs_parms::kCaption;
-  const std::size_t length = strnlen(engine.run.caption, kCaptionLength);
+  const std::size_t length = strnlen(caption.c_str(), kCaptionLength);
   std::memset(block + obs_parms::kCaption, 0, kCaptionField);
-  std::memcpy(block + obs_parms::kCaption, engine.run.caption, length);
-  block[obs_parms::kSetting] = static_cast<unsigned char>(engine.run.hostSetting);
+  std::memcpy(block + obs_parms::kCaption, caption.data(), length);
+  block[obs_parms::kSetting] = static_cast<unsigned char>(setting);
   block[obs_parms::kDated] = p.dated ? 1 : 0;
   block[obs_parms::kMode] = run.mode;
   block[obs_parms::kFrame] = static_cast<unsigned char>(run.frame);
@@ -52,21 +51,17 @@ void writeHostRunParameters(Engine& engine, const RunDescription& run) {
   putDouble(block, obs_parms::kLapseRate, p.lapseRate);
 }
 
-void writeHostMapPoint(Engine& engine, int slot, double siderealTime) {
-  auto* points = static_cast<unsigned char*>(engine.host.mapPts);
-  if (points == nullptr || slot < 0 || slot >= kMaxObservations) return;
-  const ObservationList& list = engine.observations;
-  unsigned char* entry = points + static_cast<std::size_t>(slot) * kMapPointSize;
+void encodeMapPoint(const Observation& o, unsigned char entry[kMapPointSize]) {
   auto put = [entry](int index, double value) {
     putDouble(entry, static_cast<std::size_t>(index) * sizeof(double), value);
   };
-  put(map_point::kStarHaHours, hours24(list.starHa[slot]));
-  put(map_point::kStarDecDegrees, list.starDec[slot] * kDegreesPerRadian);
-  put(map_point::kSiderealHours, hours24(siderealTime));
-  put(map_point::kTelDecRadians, list.telDec[slot]);
-  put(map_point::kTelHaHours, hours24(list.telHa[slot]));
-  put(map_point::kAux0, list.aux[slot][0]);
-  put(map_point::kAux1, list.aux[slot][1]);
+  put(map_point::kStarHaHours, hours24(o.starHa));
+  put(map_point::kStarDecDegrees, o.starDec * kDegreesPerRadian);
+  put(map_point::kSiderealHours, hours24(o.siderealTime));
+  put(map_point::kTelDecRadians, o.telDec);
+  put(map_point::kTelHaHours, hours24(o.telHa));
+  put(map_point::kAux0, o.aux[0]);
+  put(map_point::kAux1, o.aux[1]);
   put(map_point::kZero, 0.0);
 }
 

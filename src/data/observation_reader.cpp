@@ -5,13 +5,9 @@
 #include <cstring>
 
 #include "astro/vectors.h"
-#include "command/startup.h"
-#include "data/catalogue.h"
-#include "data/decode.h"
-#include "data/host_blocks.h"
+#include "base/decode.h"
+#include "base/text.h"
 #include "data/reduction.h"
-#include "data/run_parameters.h"
-#include "engine.h"
 
 namespace zenfit {
 namespace {
@@ -24,42 +20,10 @@ constexpr double kLowLimit = 0.17453292519943295;    // 10 degrees of elevation
 constexpr double kZenithLimit = 1.567305668290908;   // 89.8 degrees of elevation
 
 
-enum Rejection {
-  kAccepted,
-  kNoMoreRoom,
-  kBadData,
-  kNotInCatalogue,
-  kIllegalCatalogueRecord,
-  kMeanPlaceUndated,
-  kTooNearPole,
-  kTooLow,
-  kTooNearZenith,
-};
 
-const char* rejectionText(Rejection rejection) {
-  switch (rejection) {
-    case kNoMoreRoom: return "******  No more room - observation rejected  ******\n";
-    case kBadData: return "******  Bad data - observation rejected  ******\n";
-    case kNotInCatalogue: return "******  Star not in catalog - observation rejected  ******\n";
-    case kIllegalCatalogueRecord:
-      return "******  Illegal record in catalog - observation rejected  ******\n";
-    case kMeanPlaceUndated:
-      return "******  Mean place rejected - date was not supplied  ******\n";
-    case kTooNearPole: return "******  Too near pole - observation rejected  ******\n";
-    case kTooLow: return "******  Too low - observation rejected  ******\n";
-    case kTooNearZenith: return "******  Too near zenith - observation rejected  ******\n";
-    case kAccepted: break;
-  }
-  return "";
-}
 
-// A bad catalogue entry is the catalogue's fault, not the observer's.
-char rejectionSeverity(Rejection rejection) {
-  return rejection == kIllegalCatalogueRecord ? 'S' : 'W';
-}
-
-// An observation as it will be stored.
-struct Observation {
+// An observation record as it will be stored.
+struct Record {
   int kind = kRecordEquatorial;
   double starHa = 0.0;
   double starDec = 0.0;
@@ -71,12 +35,15 @@ struct Observation {
 };
 
 struct Reader {
-  Reader(Engine& e, std::FILE* f) : engine(e), file(f) {}
-  Engine& engine;
+  Reader(std::FILE* f, ObservationList& l, RunState& r, Catalogue& c)
+      : file(f), list(l), state(r), catalogue(c) {}
   std::FILE* file;
+  ObservationList& list;
+  RunState& state;
+  Catalogue& catalogue;
+  ObservationRead result;
   char line[kRecordLength + 1] = "";
   int nextSlot = 0;
-  int rejected = 0;
   bool keepCaption = false;
   bool noDate = false;
   bool allSky = false;
@@ -93,7 +60,10 @@ const char* skipBlanks(const char* text) {
 
 bool isEndRecord(const char* line) { return std::strcmp(skipBlanks(line), "END") == 0; }
 
-void echo(Reader& reader, const char* line) { msgOutF(reader.engine, 'I', "%s\n", line); }
+void log(Reader& reader, ReadRecord::Kind kind, const char* line,
+         Rejection rejection = Rejection::None) {
+  reader.result.records.push_back({kind, line, rejection});
+}
 
 // ---------------------------------------------------------------------------
 // Fields of an observation record.
@@ -138,13 +108,13 @@ bool decodeSiderealTime(const Fields& f, int i, double& lst) {
   return true;
 }
 
-void decodeAux(const Fields& f, int first, Observation& obs) {
+void decodeAux(const Fields& f, int first, Record& obs) {
   if (f.count > first) obs.aux[0] = f.values[first];
   if (f.count > first + 1) obs.aux[1] = f.values[first + 1];
 }
 
 // Telescope RA, Dec and sidereal time starting at field i.
-bool decodeTelescope(const Fields& f, int i, double& ra, double& dec, Observation& obs) {
+bool decodeTelescope(const Fields& f, int i, double& ra, double& dec, Record& obs) {
   if (!decodeRa(f, i, ra)) return false;
   const int over = decodeDec(f, i + 3, ra, dec);
   if (over < 0) return false;
@@ -158,15 +128,15 @@ bool decodeTelescope(const Fields& f, int i, double& ra, double& dec, Observatio
 bool limitsOn(const Reader& reader) { return !reader.allSky; }
 
 Rejection elevationLimits(const Reader& reader, double elevation) {
-  if (!limitsOn(reader)) return kAccepted;
-  if (elevation < kLowLimit) return kTooLow;
-  if (elevation > kZenithLimit) return kTooNearZenith;
-  return kAccepted;
+  if (!limitsOn(reader)) return Rejection::None;
+  if (elevation < kLowLimit) return Rejection::TooLow;
+  if (elevation > kZenithLimit) return Rejection::TooNearZenith;
+  return Rejection::None;
 }
 
 // Star from its apparent place to the observed frame, with the limits.
-Rejection reduceStar(const Reader& reader, double ra, double dec, Observation& obs) {
-  if (limitsOn(reader) && std::fabs(dec) > kPoleLimit) return kTooNearPole;
+Rejection reduceStar(const Reader& reader, double ra, double dec, Record& obs) {
+  if (limitsOn(reader) && std::fabs(dec) > kPoleLimit) return Rejection::TooNearPole;
   double elevation = 0.0;
   apparentToObserved(ra, dec, obs.siderealTime, reader.run, obs.starHa, obs.starDec, elevation);
   return elevationLimits(reader, elevation);
@@ -185,7 +155,7 @@ MeanPlace framePlace(const Reader& reader, double ra, double dec) {
 
 // Telescope coordinates: as read for apparent places, else reduced from the
 // run's frame like a star (without limits).
-void reduceTelescope(const Reader& reader, double ra, double dec, Observation& obs) {
+void reduceTelescope(const Reader& reader, double ra, double dec, Record& obs) {
   if (reader.frame == 'A') {
     obs.telHa = wrapPi(obs.siderealTime - ra);
     obs.telDec = dec;
@@ -200,52 +170,52 @@ void reduceTelescope(const Reader& reader, double ra, double dec, Observation& o
 }
 
 Rejection finishEquatorial(const Reader& reader, bool meanStar, const MeanPlace& star,
-                           double telRa, double telDec, Observation& obs) {
+                           double telRa, double telDec, Record& obs) {
   const bool meanTelescope = reader.frame != 'A';
-  if ((meanStar || meanTelescope) && !reader.run.dated) return kMeanPlaceUndated;
+  if ((meanStar || meanTelescope) && !reader.run.dated) return Rejection::MeanPlaceUndated;
   double ra = star.ra;
   double dec = star.dec;
   if (meanStar) meanToApparentOfDate(star, reader.run, ra, dec);
   const Rejection rejection = reduceStar(reader, ra, dec, obs);
-  if (rejection != kAccepted) return rejection;
+  if (rejection != Rejection::None) return rejection;
   reduceTelescope(reader, telRa, telDec, obs);
-  return kAccepted;
+  return Rejection::None;
 }
 
-Rejection readEquatorial(const Reader& reader, const Fields& f, Observation& obs) {
+Rejection readEquatorial(const Reader& reader, const Fields& f, Record& obs) {
   obs.kind = kRecordEquatorial;
-  if (!allPlain(f, 0, f.count)) return kBadData;
+  if (!allPlain(f, 0, f.count)) return Rejection::BadData;
   double ra = 0.0;
   double dec = 0.0;
-  if (!decodeRa(f, 0, ra) || decodeDec(f, 3, ra, dec) < 0) return kBadData;
+  if (!decodeRa(f, 0, ra) || decodeDec(f, 3, ra, dec) < 0) return Rejection::BadData;
   double telRa = 0.0;
   double telDec = 0.0;
-  if (!decodeTelescope(f, 6, telRa, telDec, obs)) return kBadData;
+  if (!decodeTelescope(f, 6, telRa, telDec, obs)) return Rejection::BadData;
   decodeAux(f, 14, obs);
   return finishEquatorial(reader, reader.frame != 'A', framePlace(reader, ra, dec), telRa, telDec,
                           obs);
 }
 
-Rejection readProperMotion(const Reader& reader, const Fields& f, Observation& obs) {
+Rejection readProperMotion(const Reader& reader, const Fields& f, Record& obs) {
   obs.kind = kRecordProperMotion;
-  if (!allPlain(f, 0, 8) || !allPlain(f, 9, f.count)) return kBadData;
+  if (!allPlain(f, 0, 8) || !allPlain(f, 9, f.count)) return Rejection::BadData;
   MeanPlace star;
-  if (!decodeRa(f, 0, star.ra) || decodeDec(f, 3, star.ra, star.dec) < 0) return kBadData;
+  if (!decodeRa(f, 0, star.ra) || decodeDec(f, 3, star.ra, star.dec) < 0) return Rejection::BadData;
   star.pmRa = f.values[6] * kRadianPerTimeSecond;
   star.pmDec = f.values[7] * kRadianPerArcsec;
-  if (f.statuses[8] != kDecodedNumber) return kBadData;
+  if (f.statuses[8] != kDecodedNumber) return Rejection::BadData;
   star.epoch = f.values[8];
   star.fk4 = f.kinds[8] == kEpochBesselian;
   double telRa = 0.0;
   double telDec = 0.0;
-  if (!decodeTelescope(f, 9, telRa, telDec, obs)) return kBadData;
+  if (!decodeTelescope(f, 9, telRa, telDec, obs)) return Rejection::BadData;
   decodeAux(f, 17, obs);
   return finishEquatorial(reader, true, star, telRa, telDec, obs);
 }
 
 // "*NAME" then the telescope's RA and Dec, the sidereal time and the
 // optional numbers.
-Rejection readCatalogueStar(Reader& reader, const char* record, Observation& obs) {
+Rejection readCatalogueStar(Reader& reader, const char* record, Record& obs) {
   obs.kind = kRecordCatalogueStar;
   const char* name = skipBlanks(record + 1);
   const char* end = name;
@@ -254,69 +224,69 @@ Rejection readCatalogueStar(Reader& reader, const char* record, Observation& obs
   const auto length = static_cast<std::size_t>(end - name);
   std::memcpy(starName, name, length);
   starName[length] = '\0';
-  if (length == 0) return kBadData;
+  if (length == 0) return Rejection::BadData;
 
   Fields f;
   f.count = splitFields(end, f.values, f.statuses, f.kinds);
-  if (f.count < 8 || f.count > 10 || !allPlain(f, 0, f.count)) return kBadData;
+  if (f.count < 8 || f.count > 10 || !allPlain(f, 0, f.count)) return Rejection::BadData;
   double telRa = 0.0;
   double telDec = 0.0;
-  if (!decodeTelescope(f, 0, telRa, telDec, obs)) return kBadData;
+  if (!decodeTelescope(f, 0, telRa, telDec, obs)) return Rejection::BadData;
   decodeAux(f, 8, obs);
 
   CatalogueStar entry;
-  const int found = findCatalogueStar(reader.engine.catalogue, starName, entry);
-  if (found < 0) return kNotInCatalogue;
-  if (found > 0) return kIllegalCatalogueRecord;
+  const int found = findCatalogueStar(reader.catalogue, starName, entry);
+  if (found < 0) return Rejection::NotInCatalogue;
+  if (found > 0) return Rejection::IllegalCatalogueRecord;
   return finishEquatorial(reader, true, meanPlace(entry), telRa, telDec, obs);
 }
 
 // Azimuths and elevations in degrees: no date and no reduction needed.
-Rejection readHorizon(const Reader& reader, const Fields& f, Observation& obs) {
+Rejection readHorizon(const Reader& reader, const Fields& f, Record& obs) {
   obs.kind = kRecordHorizon;
-  if (!allPlain(f, 0, f.count)) return kBadData;
+  if (!allPlain(f, 0, f.count)) return Rejection::BadData;
   const double starAz = f.values[0] * kRadianPerDegree;
   const double starEl = f.values[1] * kRadianPerDegree;
   const double telAz = f.values[2] * kRadianPerDegree;
   const double telEl = f.values[3] * kRadianPerDegree;
-  if (std::fabs(starEl) > kHalfPi || std::fabs(telEl) > kHalfPi) return kBadData;
-  if (!std::isfinite(starAz) || !std::isfinite(telAz)) return kBadData;
+  if (std::fabs(starEl) > kHalfPi || std::fabs(telEl) > kHalfPi) return Rejection::BadData;
+  if (!std::isfinite(starAz) || !std::isfinite(telAz)) return Rejection::BadData;
   Rejection rejection = elevationLimits(reader, starEl);
-  if (rejection == kAccepted) rejection = elevationLimits(reader, telEl);
-  if (rejection != kAccepted) return rejection;
+  if (rejection == Rejection::None) rejection = elevationLimits(reader, telEl);
+  if (rejection != Rejection::None) return rejection;
   decodeAux(f, 4, obs);
   horizonToHaDec(starAz, starEl, reader.run, obs.starHa, obs.starDec);
   horizonToHaDec(telAz, telEl, reader.run, obs.telHa, obs.telDec);
-  return kAccepted;
+  return Rejection::None;
 }
 
-Rejection readObservation(Reader& reader, const char* record, Observation& obs) {
-  if (reader.nextSlot >= kMaxObservations) return kNoMoreRoom;
+Rejection readObservation(Reader& reader, const char* record, Record& obs) {
+  if (reader.nextSlot >= kMaxObservations) return Rejection::NoMoreRoom;
   if (*skipBlanks(record) == '*') return readCatalogueStar(reader, skipBlanks(record), obs);
   Fields f;
   f.count = splitFields(record, f.values, f.statuses, f.kinds);
   if (f.count >= 14 && f.count <= 16) return readEquatorial(reader, f, obs);
   if (f.count >= 17 && f.count <= 19) return readProperMotion(reader, f, obs);
   if (f.count >= 4 && f.count <= 6) return readHorizon(reader, f, obs);
-  return kBadData;
+  return Rejection::BadData;
 }
 
-void store(Reader& reader, const Observation& obs) {
-  ObservationList& list = reader.engine.observations;
+void store(Reader& reader, const Record& record) {
   const int slot = reader.nextSlot;
-  list.status[slot] = kStatusActive;
-  list.runFlag[slot] = obs.kind;
-  list.pierFlag[slot] = obs.pier;
-  list.starHa[slot] = list.starHaWork[slot] = obs.starHa;
-  list.starDec[slot] = list.starDecWork[slot] = obs.starDec;
-  list.telHa[slot] = list.telHaWork[slot] = obs.telHa;
-  list.telDec[slot] = list.telDecWork[slot] = obs.telDec;
-  list.aux[slot][0] = obs.aux[0];
-  list.aux[slot][1] = obs.aux[1];
-  list.aux[slot][2] = 0.0;
-  list.status[slot + 1] = kStatusEndOfList;  // slot + 1 <= 4999
+  Observation& o = reader.list[slot];
+  o.status = kStatusActive;
+  o.kind = record.kind;
+  o.pierFlag = record.pier;
+  o.starHa = o.starHaWork = record.starHa;
+  o.starDec = o.starDecWork = record.starDec;
+  o.telHa = o.telHaWork = record.telHa;
+  o.telDec = o.telDecWork = record.telDec;
+  o.aux[0] = record.aux[0];
+  o.aux[1] = record.aux[1];
+  o.aux[2] = 0.0;
+  o.siderealTime = record.siderealTime;
+  reader.list[slot + 1].status = kStatusEndOfList;  // slot + 1 <= 4999
   reader.nextSlot = slot + 1;
-  writeHostMapPoint(reader.engine, slot, obs.siderealTime);
 }
 
 // ---------------------------------------------------------------------------
@@ -324,13 +294,8 @@ void store(Reader& reader, const Observation& obs) {
 
 bool readCaption(Reader& reader) {
   if (!readTextLine(reader.file, kRecordLength, reader.line) || isEndRecord(reader.line)) return false;
-  Engine& engine = reader.engine;
-  msgOut(engine, 'P', "\f *  POINTING OBSERVATIONS  *\n\n");
-  echo(reader, reader.line);
-  if (!reader.keepCaption) {
-    std::snprintf(engine.run.caption, sizeof engine.run.caption, "%.*s", kCaptionLength,
-                  reader.line);
-  }
+  log(reader, ReadRecord::Kind::Caption, reader.line);
+  if (!reader.keepCaption) reader.state.caption.assign(reader.line, strnlen(reader.line, kCaptionLength));
   return true;
 }
 
@@ -376,12 +341,11 @@ bool readOption(Reader& reader, const char* record) {
 
 // Sets the run's constants from an accepted run parameters record.
 void acceptRunParameters(Reader& reader) {
-  Engine& engine = reader.engine;
   const RunParameters& p = reader.params;
   RunReduction& run = reader.run;
   prepareRunReduction(p, p.dated && !reader.noDate, run);
 
-  RunState& state = engine.run;
+  RunState& state = reader.state;
   state.sinLat = run.sinLat;
   state.cosLat = run.cosLat;
   state.refA = run.refA;
@@ -390,103 +354,68 @@ void acceptRunParameters(Reader& reader) {
   state.obsPresent = 1;
 
   RunDescription description;
-  description.params = &p;
+  description.params = p;
   description.frame = reader.frame;
-  description.mode = static_cast<unsigned char>((reader.noDate ? obs_parms::kModeNoDate : 0) |
-                                                (reader.allSky ? obs_parms::kModeAllSky : 0));
-  writeHostRunParameters(engine, description);
+  description.mode = static_cast<unsigned char>((reader.noDate ? 1 : 0) | (reader.allSky ? 2 : 0));
+  reader.result.run = description;
 }
 
 // Caption, option records and the run parameters record.
-int readHeader(Reader& reader) {
-  Engine& engine = reader.engine;
-  if (!readCaption(reader)) {
-    msgOut(engine, 'E', "Unexpected end-of-file!\n");
-    return kReadUnexpectedEnd;
-  }
+ReadOutcome readHeader(Reader& reader) {
+  if (!readCaption(reader)) return ReadOutcome::UnexpectedEnd;
   for (;;) {
     if (!readTextLine(reader.file, kRecordLength, reader.line) || isEndRecord(reader.line)) {
-      msgOut(engine, 'E', "Unexpected end-of-file!\n");
-      return kReadUnexpectedEnd;
+      return ReadOutcome::UnexpectedEnd;
     }
     if (reader.line[0] != ':') break;
-    echo(reader, reader.line);
-    if (!readOption(reader, reader.line)) {
-      msgOut(engine, 'E', "Error in option record!\n");
-      return kReadBadOption;
-    }
+    log(reader, ReadRecord::Kind::Option, reader.line);
+    if (!readOption(reader, reader.line)) return ReadOutcome::BadOption;
   }
-  if (!parseRunParameters(reader.line, reader.params)) {
-    msgOut(engine, 'E', "Error in run parameters record!\n");
-    return kReadBadRunParameters;
-  }
+  if (!parseRunParameters(reader.line, reader.params)) return ReadOutcome::BadRunParameters;
   acceptRunParameters(reader);
-  return kReadDone;
+  return ReadOutcome::Done;
 }
 
-int readObservationRecords(Reader& reader) {
-  Engine& engine = reader.engine;
-  const bool brief = engine.run.briefEcho != 0;
+ReadOutcome readObservationRecords(Reader& reader, const std::function<bool()>& cancelled) {
   while (readTextLine(reader.file, kRecordLength, reader.line) && !isEndRecord(reader.line)) {
     // Blank lines separate groups of observations; they are not records.
     if (reader.line[0] == '\0') continue;
-    if (!brief) echo(reader, reader.line);
-    Observation obs;
+    Record obs;
     const Rejection rejection = readObservation(reader, reader.line, obs);
-    if (rejection != kAccepted) {
-      if (brief) echo(reader, reader.line);
-      msgOut(engine, rejectionSeverity(rejection), rejectionText(rejection));
-      ++reader.rejected;
+    log(reader, ReadRecord::Kind::Observation, reader.line, rejection);
+    if (rejection != Rejection::None) {
+      ++reader.result.rejected;
       continue;
     }
     store(reader, obs);
-    if (cancelPoll(engine, 0) != 0) {
-      msgOut(engine, 'I', "*** aborted ***\n");
-      return kReadAborted;
-    }
+    if (cancelled && cancelled()) return ReadOutcome::Aborted;
   }
-  msgOutF(engine, 'I',
-          "REFA   (arcsec)  = %9.5f\nREFB   (arcsec)  = %10.6f\nDIURAB (arcsec)  = %8.4f\n\n",
-          reader.run.refA * kArcsecPerRadian, reader.run.refB * kArcsecPerRadian,
-          reader.run.diurab * kArcsecPerRadian);
-  return kReadDone;
+  return ReadOutcome::Done;
 }
 
 }  // namespace
 
-int readObservations(Engine& engine, std::FILE* file, int& rejected) {
-  ObservationList& list = engine.observations;
-  Reader reader(engine, file);
-  const int present = observationCount(list);
-  if (engine.run.appendMode == 1 && present > 0) {
+ObservationRead readObservations(std::FILE* file, ObservationList& list, RunState& run,
+                                 Catalogue& catalogue, const std::function<bool()>& cancelled) {
+  Reader reader(file, list, run, catalogue);
+  const int present = list.count();
+  if (run.appendMode == 1 && present > 0) {
     reader.nextSlot = present;
     reader.keepCaption = true;
   } else {
-    clearObservations(list);
-    engine.run.obsPresent = -1;
+    list.clear();
+    run.obsPresent = -1;
   }
+  reader.result.firstSlot = reader.nextSlot;
 
-  int result = readHeader(reader);
-  if (result == kReadDone) result = readObservationRecords(reader);
+  ReadOutcome outcome = readHeader(reader);
+  if (outcome == ReadOutcome::Done) outcome = readObservationRecords(reader, cancelled);
 
-  list.status[reader.nextSlot] = kStatusEndOfList;
-  engine.run.appendMode = 0;
-  msgOut(engine, 'P', "\f");
-  rejected = reader.rejected;
-  return result;
-}
-
-void cmdIndat(Engine& engine) {
-  char name[kFileNameSize];
-  if (!requireFileName(engine, 5, name, "Input filename must be specified!\n")) return;
-  std::FILE* file =
-      openOrReport(engine, name, "r", "Input file cannot be opened!  File = %s, status = %d\n");
-  if (file == nullptr) return;
-  int rejected = 0;
-  const int result = readObservations(engine, file, rejected);
-  std::fclose(file);
-  if (rejected > 0) msgOutF(engine, 'W', "Rejected observation count = %d.\n", rejected);
-  if (result == kReadDone) engine.dispatch.status = kStatusDone;
+  list[reader.nextSlot].status = kStatusEndOfList;
+  run.appendMode = 0;
+  reader.result.outcome = outcome;
+  reader.result.endSlot = reader.nextSlot;
+  return std::move(reader.result);
 }
 
 }  // namespace zenfit

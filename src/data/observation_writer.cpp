@@ -4,8 +4,7 @@
 #include <cstdio>
 
 #include "astro/vectors.h"
-#include "command/startup.h"
-#include "engine.h"
+#include "base/constants.h"
 
 namespace zenfit {
 namespace {
@@ -18,11 +17,16 @@ long long powerOfTen(int n) {
   return p;
 }
 
-bool isBlankText(const char* text) {
-  for (; *text != '\0'; ++text) {
-    if (*text != ' ') return false;
-  }
-  return true;
+bool isBlankText(const std::string& text) {
+  return text.find_first_not_of(' ') == std::string::npos;
+}
+
+// printf into a string.
+template <typename... Args>
+void appendf(std::string& out, const char* format, Args... args) {
+  char buffer[128];
+  const int n = std::snprintf(buffer, sizeof buffer, format, args...);
+  if (n > 0) out.append(buffer, static_cast<std::size_t>(n < 128 ? n : 127));
 }
 
 // Hour angle as an "RA" at sidereal time zero: -ha in 0-24 hours, with a
@@ -33,42 +37,42 @@ Sexagesimal raField(double ha) {
   return s;
 }
 
-void writeRa(std::FILE* file, const Sexagesimal& s) {
-  std::fprintf(file, "%02ld %02ld %02ld.%06ld ", s.lead, s.minutes, s.seconds, s.fraction);
+void writeRa(std::string& file, const Sexagesimal& s) {
+  appendf(file, "%02ld %02ld %02ld.%06ld ", s.lead, s.minutes, s.seconds, s.fraction);
 }
 
-void writeDec(std::FILE* file, const Sexagesimal& s) {
-  std::fprintf(file, "%c%02ld %02ld %02ld.%05ld ", s.sign, s.lead, s.minutes, s.seconds,
+void writeDec(std::string& file, const Sexagesimal& s) {
+  appendf(file, "%c%02ld %02ld %02ld.%05ld ", s.sign, s.lead, s.minutes, s.seconds,
                s.fraction);
 }
 
-void writeHeader(std::FILE* file, const Engine& engine) {
-  std::fprintf(file, "%s\n", isBlankText(engine.run.caption) ? "\"\"" : engine.run.caption);
-  std::fputs(":NODA\n", file);
-  const Sexagesimal lat = toSexagesimal(siteLatitude(engine.run) * kDegreesPerRadian, 1);
-  std::fprintf(file, "%c%02ld %02ld %02ld.%1ld\n", lat.sign, lat.lead, lat.minutes, lat.seconds,
+void writeHeader(std::string& file, const RunState& run) {
+  file += isBlankText(run.caption) ? std::string("\"\"") : run.caption;
+  file += "\n:NODA\n";
+  const Sexagesimal lat = toSexagesimal(run.latitude() * kDegreesPerRadian, 1);
+  appendf(file, "%c%02ld %02ld %02ld.%1ld\n", lat.sign, lat.lead, lat.minutes, lat.seconds,
                lat.fraction);
 }
 
-void writeObservation(std::FILE* file, const ObservationList& list, int slot) {
-  writeRa(file, raField(list.starHa[slot]));
-  writeDec(file, toSexagesimal(list.starDec[slot] * kDegreesPerRadian, 5));
+void writeObservation(std::string& file, const Observation& o) {
+  writeRa(file, raField(o.starHa));
+  writeDec(file, toSexagesimal(o.starDec * kDegreesPerRadian, 5));
   // A telescope that read over the pole is written as it read, so that the
   // file keeps the side of the pier.
-  double telHa = list.telHa[slot];
-  double telDec = list.telDec[slot] * kDegreesPerRadian;
-  if (list.pierFlag[slot] != 0) {
+  double telHa = o.telHa;
+  double telDec = o.telDec * kDegreesPerRadian;
+  if (o.pierFlag != 0) {
     telHa -= kPi;
     telDec = std::signbit(telDec) ? -180.0 - telDec : 180.0 - telDec;
   }
   writeRa(file, raField(telHa));
   const Sexagesimal dec = toSexagesimal(telDec, 5);
-  std::fprintf(file, "%c%02ld %02ld %02ld.%05ld 0 0", dec.sign, dec.lead, dec.minutes, dec.seconds,
+  appendf(file, "%c%02ld %02ld %02ld.%05ld 0 0", dec.sign, dec.lead, dec.minutes, dec.seconds,
                dec.fraction);
-  const double* aux = list.aux[slot];
-  if (aux[0] != 0.0 || aux[1] != 0.0) std::fprintf(file, "%+10.5f", aux[0]);
-  if (aux[1] != 0.0) std::fprintf(file, "%+10.5f", aux[1]);
-  std::fputc('\n', file);
+  const double* aux = o.aux;
+  if (aux[0] != 0.0 || aux[1] != 0.0) appendf(file, "%+10.5f", aux[0]);
+  if (aux[1] != 0.0) appendf(file, "%+10.5f", aux[1]);
+  file += '\n';
 }
 
 }  // namespace
@@ -87,34 +91,19 @@ Sexagesimal toSexagesimal(double value, int decimals) {
   return s;
 }
 
-int writeObservations(Engine& engine, const char* name) {
-  if (engine.run.obsPresent < 0) {
-    msgOut(engine, 'W', "List of observations is empty -  file not written.\n");
-    return -2;
-  }
-  const ObservationList& list = engine.observations;
-  std::FILE* file = nullptr;
-  for (int slot = 0; slot < kObservationSlots && list.status[slot] >= 0; ++slot) {
-    if (list.status[slot] == kStatusMasked) continue;
-    if (file == nullptr) {
-      file = openOrReport(engine, name, "w",
-                          "Output file cannot be opened!  File = %s, status = %d\n");
-      if (file == nullptr) return -1;
-      writeHeader(file, engine);
+std::optional<std::string> formatObservationFile(const ObservationList& list,
+                                                 const RunState& run) {
+  std::optional<std::string> file;
+  for (int slot = 0; slot < kObservationSlots && !list[slot].isEnd(); ++slot) {
+    if (list[slot].status == kStatusMasked) continue;
+    if (!file) {
+      file.emplace();
+      writeHeader(*file, run);
     }
-    writeObservation(file, list, slot);
+    writeObservation(*file, list[slot]);
   }
-  if (file != nullptr) {
-    std::fputs("END\n", file);
-    std::fclose(file);
-  }
-  return 0;
-}
-
-void cmdOutdat(Engine& engine) {
-  char name[kFileNameSize];
-  if (!requireFileName(engine, 6, name, "Output filename must be specified!\n")) return;
-  if (writeObservations(engine, name) == 0) engine.dispatch.status = kStatusDone;
+  if (file) *file += "END\n";
+  return file;
 }
 
 }  // namespace zenfit

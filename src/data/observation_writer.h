@@ -5,9 +5,12 @@
 // so that INDAT reads them back without any further reduction.
 #pragma once
 
-namespace zenfit {
+#include <optional>
+#include <string>
 
-struct Engine;
+#include "data/observations.h"
+
+namespace zenfit {
 
 // A sexagesimal angle rounded to a number of decimals of its seconds, with
 // the carries taken into the minutes and the leading field.
@@ -22,11 +25,9 @@ struct Sexagesimal {
 // value in hours or degrees (any sign); decimals from 0 to 9.
 Sexagesimal toSexagesimal(double value, int decimals);
 
-// Writes the file. Returns 0 (also when every observation is masked: then
-// no file is written), -1 when the file cannot be opened, -2 when no
-// observations have been read.
-int writeObservations(Engine& engine, const char* name);
-
-void cmdOutdat(Engine& engine);
+// The text of the file: caption, ":NODA", the latitude, one record per
+// active observation and "END". Nothing when no observation is active.
+std::optional<std::string> formatObservationFile(const ObservationList& list,
+                                                 const RunState& run);
 
 }  // namespace zenfit

@@ -4,8 +4,6 @@
 #include <cstdio>
 
 #include "astro/vectors.h"
-#include "data/decode.h"
-#include "engine.h"
 
 namespace zenfit {
 namespace {
@@ -22,31 +20,28 @@ constexpr double kCosMaxZenithDistance = 0.17364817766693041;  // cos 80 degrees
 // three of slot k): hosts have long read the aux columns of a synthetic
 // list with exactly this pattern, so it stays.
 void clearAuxLikeTheHostsExpect(ObservationList& list, int k) {
-  for (int flat = k; flat <= k + 6; flat += 3) list.aux[flat / 3][flat % 3] = 0.0;
+  for (int flat = k; flat <= k + 6; flat += 3) list[flat / 3].aux[flat % 3] = 0.0;
 }
 
-int startSlot(const Engine& engine) {
-  if (engine.run.appendMode == 0 || engine.run.obsPresent >= 0) return 0;
+int startSlot(const ObservationList& list, const RunState& run) {
+  if (run.appendMode == 0 || run.obsPresent >= 0) return 0;
   int slot = 0;
-  while (slot < kMaxObservations && engine.observations.status[slot] >= 0) ++slot;
+  while (slot < kMaxObservations && !list[slot].isEnd()) ++slot;
   return slot;
 }
 
 }  // namespace
 
-int generatePerfectStars(Engine& engine, double latitude) {
-  if (!(std::fabs(latitude) <= kHalfPi)) {
-    msgOut(engine, 'E', "Latitude out of range!\n");
-    return -1;
-  }
-  RunState& run = engine.run;
-  ObservationList& list = engine.observations;
+int generatePerfectStars(ObservationList& list, RunState& run, double latitude) {
+  if (!(std::fabs(latitude) <= kHalfPi)) return -1;
   run.sinLat = std::sin(latitude);
   run.cosLat = std::cos(latitude);
-  std::snprintf(run.caption, sizeof run.caption, "Perfect stars, latitude %+.1f deg",
+  char caption[kCaptionLength + 1];
+  std::snprintf(caption, sizeof caption, "Perfect stars, latitude %+.1f deg",
                 latitude * kDegreesPerRadian);
+  run.caption = caption;
 
-  int slot = startSlot(engine);
+  int slot = startSlot(list, run);
   int stored = 0;
   double h = 0.0;
   double d = kFirstDec;
@@ -55,12 +50,13 @@ int generatePerfectStars(Engine& engine, double latitude) {
     const double dec = d * kRadianPerDegree;
     const double c = std::cos(ha) * std::cos(dec) * run.cosLat + std::sin(dec) * run.sinLat;
     if (c >= kCosMaxZenithDistance && slot < kObservationSlots) {
-      list.status[slot] = kStatusActive;
-      list.runFlag[slot] = kRecordSynthetic;
-      list.pierFlag[slot] = 0;
-      list.starHa[slot] = list.starHaWork[slot] = list.telHa[slot] = list.telHaWork[slot] = ha;
-      list.starDec[slot] = list.starDecWork[slot] = list.telDec[slot] = list.telDecWork[slot] =
-          dec;
+      Observation& o = list[slot];
+      o.status = kStatusActive;
+      o.kind = kRecordSynthetic;
+      o.pierFlag = 0;
+      o.starHa = o.starHaWork = o.telHa = o.telHaWork = ha;
+      o.starDec = o.starDecWork = o.telDec = o.telDecWork = dec;
+      o.siderealTime = 0.0;
       clearAuxLikeTheHostsExpect(list, slot);
       ++slot;
       ++stored;
@@ -69,24 +65,11 @@ int generatePerfectStars(Engine& engine, double latitude) {
     h = std::fmod(h + kHaStep * s + kMeridianFlip, 360.0);
     d += kDecStep * s;
   }
-  if (slot < kMaxObservations) list.status[slot] = kStatusEndOfList;
+  if (slot < kMaxObservations) list[slot].status = kStatusEndOfList;
   run.obsPresent = stored > 0 ? 0 : -1;
   run.appendMode = 0;
   return stored;
 }
 
-void cmdPerfct(Engine& engine) {
-  double degrees = engine.run.obsPresent >= 0 ? siteLatitude(engine.run) * kDegreesPerRadian : 0.0;
-  int pos = 7;
-  int status = kDecodedNull;
-  decodeArgument(engine.lines.command, pos, degrees, status);
-  if (status == kDecodedError || !(std::fabs(degrees) <= 90.0)) {
-    msgOut(engine, 'E', "Parameter error!\n");
-    return;
-  }
-  if (generatePerfectStars(engine, degrees * kRadianPerDegree) >= 0) {
-    engine.dispatch.status = kStatusDone;
-  }
-}
 
 }  // namespace zenfit

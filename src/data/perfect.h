@@ -6,14 +6,13 @@
 // telescope points exactly at the star.
 #pragma once
 
+#include "data/observations.h"
+
 namespace zenfit {
 
-struct Engine;
-
-// Fills the list for a site latitude (radians). Returns the number of stars
-// stored, or -1 (with "Latitude out of range!") beyond +-90 degrees.
-int generatePerfectStars(Engine& engine, double latitude);
-
-void cmdPerfct(Engine& engine);
+// Fills the list for a site latitude (radians) and sets the run's latitude
+// and caption. Returns the number of stars stored, or -1 beyond +-90
+// degrees (then nothing changes).
+int generatePerfectStars(ObservationList& list, RunState& run, double latitude);
 
 }  // namespace zenfit

@@ -3,8 +3,8 @@
 #include <cmath>
 
 #include "astro/vectors.h"
-#include "constants.h"
-#include "data/decode.h"
+#include "base/constants.h"
+#include "base/decode.h"
 
 namespace zenfit {
 

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "astro/astro.h"
-#include "constants.h"
-#include "data/decode.h"
+#include "base/constants.h"
+#include "base/decode.h"
 
 namespace zenfit {
 namespace {

@@ -1,31 +1,18 @@
-// FIT: the pointing model's floating coefficients by linear least squares.
-//
-// Each active observation gives three rows (the x, y and z components of a
-// unit-vector difference in the horizon-referred frame). The partial
-// derivatives are one-sided differences over a 10-arcsecond step of each
-// coefficient, taken where the term acts in the model's chain; the system
-// is solved by singular value decomposition (Golub & Reinsch 1970; see
-// svd.h) after the singular values below FITTOL times the largest have been
-// zeroed. One FIT is one linearised step from the current coefficients.
+#include "fit/fit.h"
+
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
 
-#include "command/lexer.h"
-#include "engine.h"
-#include "fit/fit.h"
 #include "fit/svd.h"
 #include "model/evaluate.h"
 
 namespace zenfit {
 namespace {
 
-constexpr double kDerivativeStep = 4.84813681109536e-5;      // 10 arcseconds, radians
-constexpr double kDerivativeScale = 20626.480624709635;      // arcsec per radian / 10
-constexpr double kCorrelationWarning = 0.995;
-constexpr int kCorrelationBlockWidth = 14;
+constexpr double kDerivativeStep = 4.84813681109536e-5;  // 10 arcseconds, radians
+constexpr double kDerivativeScale = 20626.480624709635;  // arcsec per radian / 10
 constexpr int kRowsPerStar = 3;
 
 // The least-squares data are kept to single precision: derivatives from a
@@ -37,19 +24,19 @@ std::unique_ptr<T[]> allocateArray(std::size_t count) {
   return std::unique_ptr<T[]>(new (std::nothrow) T[count]);
 }
 
-// The model entries in use, and which of them FIT adjusts.
+// The model entries in use, and which of them the fit adjusts.
 struct FitTerms {
-  int inUse = 0;                          // entries before the first zero term number
-  int fitted = 0;                         // q, the coefficients being fitted
-  int column[kMaxModelTerms];             // column of each entry, -1 when held
-  int slot[kMaxModelTerms];               // model position of each column
+  int inUse = 0;               // entries before the first zero term number
+  int fitted = 0;              // q, the coefficients being fitted
+  int column[kMaxModelTerms];  // column of each entry, -1 when held
+  int slot[kMaxModelTerms];    // model position of each column
 };
 
 // The working arrays of one fit; released whichever way the fit ends.
 struct Workspace {
-  int scanned = 0;    // observation slots before the end mark (at least 1)
-  int maxRows = 0;    // 3 x active stars counted before the fit
-  int columns = 0;    // k, at least 1
+  int scanned = 0;  // observation slots before the end mark (at least 1)
+  int maxRows = 0;  // 3 x active stars counted before the fit
+  int columns = 0;  // k, at least 1
   std::unique_ptr<double[]> observed;    // 3 per slot
   std::unique_ptr<double[]> source;      // 3 per slot
   std::unique_ptr<double[]> design;      // maxRows x columns, row-major
@@ -80,19 +67,12 @@ struct Workspace {
   }
 };
 
-// Singular-value editing and what it found, for the report.
-struct Editing {
-  bool zeroed = false;
-  double smallestRatio = 0.0;
-  double largestRatio = 0.0;
-};
-
 FitTerms fitTerms(const Model& model, bool adjust) {
   FitTerms terms;
-  while (terms.inUse < kMaxModelTerms && model.termNumber[terms.inUse] != 0) {
+  while (terms.inUse < kMaxModelTerms && model[terms.inUse].term != 0) {
     const int i = terms.inUse++;
     terms.column[i] = -1;
-    if (adjust && model.floating[i] != 0) {
+    if (adjust && model[i].floating != 0) {
       terms.column[i] = terms.fitted;
       if (terms.fitted < kMaxModelTerms) terms.slot[terms.fitted] = i;
       ++terms.fitted;
@@ -104,23 +84,22 @@ FitTerms fitTerms(const Model& model, bool adjust) {
 // The model applied to one active star, filling its derivative and
 // residual rows (row = 3 x its number among the active stars). Returns
 // false when a term cannot be evaluated there.
-bool differentiate(Engine& engine, const FitTerms& terms, int slot, const double source[3],
-                   const double observed[3], int row, Workspace& ws) {
-  const Model& model = engine.model;
-  const ObservationList& list = engine.observations;
+bool differentiate(const EvaluationContext& context, const Model& model, const FitTerms& terms,
+                   const Observation& o, const double source[3], const double observed[3],
+                   int row, Workspace& ws) {
   double base[3] = {source[0], source[1], source[2]};
   double running[3] = {source[0], source[1], source[2]};
   for (int i = 0; i < terms.inUse; ++i) {
-    if (model.chained[i] != 0) std::memcpy(base, running, sizeof base);
+    if (model[i].chained != 0) std::memcpy(base, running, sizeof base);
     double kept[3] = {running[0], running[1], running[2]};
-    if (evaluateTerm(engine, model.termNumber[i], model.coefValue[i], list.aux[slot],
-                     list.pierFlag[slot], base, running) < 0) {
+    if (evaluateTerm(context, model[i].term, model[i].value, o.aux, o.pierFlag, base, running) <
+        0) {
       return false;
     }
     const int column = terms.column[i];
     if (column < 0) continue;
-    if (evaluateTerm(engine, model.termNumber[i], model.coefValue[i] + kDerivativeStep,
-                     list.aux[slot], list.pierFlag[slot], base, kept) < 0) {
+    if (evaluateTerm(context, model[i].term, model[i].value + kDerivativeStep, o.aux, o.pierFlag,
+                     base, kept) < 0) {
       return false;
     }
     for (int c = 0; c < kRowsPerStar; ++c) {
@@ -139,71 +118,74 @@ bool differentiate(Engine& engine, const FitTerms& terms, int slot, const double
 // First pass: the two directions of every observation, and the rows of
 // the active ones. Returns false when the host asked to stop; stars
 // receives the number of active stars that were kept.
-bool firstPass(Engine& engine, const FitTerms& terms, Workspace& ws, int& stars) {
-  ObservationList& list = engine.observations;
+bool firstPass(const EvaluationContext& context, const Model& model, const FitTerms& terms,
+               ObservationList& list, const FitOptions& options, Workspace& ws, int& stars,
+               std::vector<int>& withdrawn) {
   stars = 0;
-  for (int i = 0; i < ws.scanned && list.status[i] >= 0; ++i) {
+  for (int i = 0; i < ws.scanned && !list[i].isEnd(); ++i) {
     double* source = &ws.source[3 * static_cast<std::size_t>(i)];
     double* observed = &ws.observed[3 * static_cast<std::size_t>(i)];
-    observationDirections(engine, i, source, observed);
-    if (list.status[i] != kStatusMasked && kRowsPerStar * stars < ws.maxRows) {
-      if (differentiate(engine, terms, i, source, observed, kRowsPerStar * stars, ws)) {
+    observationDirections(context, list[i], source, observed);
+    if (list[i].status != kStatusMasked && kRowsPerStar * stars < ws.maxRows) {
+      if (differentiate(context, model, terms, list[i], source, observed, kRowsPerStar * stars,
+                        ws)) {
         ++stars;
       } else {
-        list.status[i] = kStatusMasked;  // withdrawn for good
+        list[i].status = kStatusMasked;  // withdrawn for good
+        withdrawn.push_back(i);
       }
     }
-    if (cancelPoll(engine, 0) != 0) return false;
+    if (options.cancelled && options.cancelled()) return false;
   }
   return true;
 }
 
-// Zeroes the singular values below tolerance times the largest.
-Editing editSingularValues(double* w, int n, double tolerance) {
-  Editing editing;
+// Zeroes the singular values below tolerance times the largest, keeping
+// the smallest and largest ratio so zeroed for the report.
+void editSingularValues(double* w, int n, double tolerance, FitResult& result) {
   double wmax = 0.0;
   for (int j = 0; j < n; ++j) {
     if (w[j] > wmax) wmax = w[j];
   }
-  if (!(wmax > 0.0)) return editing;
-  editing.smallestRatio = wmax;
-  editing.largestRatio = 0.0;
+  if (!(wmax > 0.0)) return;
+  result.smallestRatio = wmax;
+  result.largestRatio = 0.0;
   for (int j = 0; j < n; ++j) {
     const double ratio = w[j] / wmax;
     if (ratio < tolerance) {
       w[j] = 0.0;
-      editing.zeroed = true;
-      if (ratio < editing.smallestRatio) editing.smallestRatio = ratio;
-      if (ratio > editing.largestRatio) editing.largestRatio = ratio;
+      result.illConditioned = true;
+      if (ratio < result.smallestRatio) result.smallestRatio = ratio;
+      if (ratio > result.largestRatio) result.largestRatio = ratio;
     }
   }
-  return editing;
 }
 
 // Decomposes, edits and solves; adds the changes to the fitted
-// coefficients. Returns false (coefficients unchanged) when the
-// decomposition failed.
-bool solve(Engine& engine, const FitTerms& terms, int stars, Workspace& ws, Editing& editing) {
+// coefficients of the working model. Returns false (coefficients
+// unchanged) when the decomposition failed.
+bool solve(const FitTerms& terms, int stars, double tolerance, Workspace& ws, Model& working,
+           FitResult& result) {
   const int m = kRowsPerStar * stars;
   const int n = terms.fitted;
   int status = 0;
   svdDecompose(m, n, ws.maxRows, n, ws.design.get(), ws.w.get(), ws.v.get(), ws.scratch.get(),
                status);
+  result.svdStatus = status;
   if (status < 0) {
-    msgOutF(engine, 'S', "Fatal bug!  Status from SVD routine: %d\n", status);
+    result.outcome = FitOutcome::SvdShapeError;
     return false;
   }
   if (status > 0) {
-    msgOutF(engine, 'W', "SVD warning - QR phase failed to converge, status = %d\n", status);
+    result.outcome = FitOutcome::SvdNoConvergence;
     return false;
   }
-  editing = editSingularValues(ws.w.get(), n, engine.settings.fitTolerance);
+  editSingularValues(ws.w.get(), n, tolerance, result);
   svdSolve(m, n, ws.maxRows, n, ws.residual.get(), ws.design.get(), ws.w.get(), ws.v.get(),
            ws.scratch.get(), ws.solution.get());
   svdCovariance(n, n, n, ws.w.get(), ws.v.get(), ws.scratch.get(), ws.covariance.get());
-  for (int j = 0; j < n; ++j) {
-    engine.model.coefValue[terms.slot[j]] += ws.solution[j] * kRadianPerArcsec;
-  }
+  for (int j = 0; j < n; ++j) working[terms.slot[j]].value += ws.solution[j] * kRadianPerArcsec;
+  result.coefficientsChanged = true;
   return true;
 }
 
@@ -212,29 +194,32 @@ bool solve(Engine& engine, const FitTerms& terms, int stars, Workspace& ws, Edit
 // false when the host asked to stop; sum receives the sum of squared
 // residual chords of the active stars (radians squared) and stars their
 // number.
-bool secondPass(Engine& engine, Workspace& ws, double& sum, int& stars) {
-  ObservationList& list = engine.observations;
-  const bool correctTelescope = engine.settings.adjustSense != 2;
+bool secondPass(const EvaluationContext& context, const Model& model, ObservationList& list,
+                const FitOptions& options, Workspace& ws, double& sum, int& stars,
+                std::vector<int>& withdrawn) {
+  const bool correctTelescope = context.sense != AdjustSense::Stars;
   sum = 0.0;
   stars = 0;
-  for (int i = 0; i < ws.scanned && list.status[i] >= 0; ++i) {
+  for (int i = 0; i < ws.scanned && !list[i].isEnd(); ++i) {
+    Observation& o = list[i];
     const double* source = &ws.source[3 * static_cast<std::size_t>(i)];
     const double* observed = &ws.observed[3 * static_cast<std::size_t>(i)];
     double corrected[3] = {source[0], source[1], source[2]};
-    if (applyModelTerms(engine, i, corrected) < 0) {
-      list.status[i] = kStatusMasked;
+    if (applyModelTerms(context, model, o, corrected) < 0) {
+      if (o.status != kStatusMasked) withdrawn.push_back(i);
+      o.status = kStatusMasked;
     } else {
       double ha = 0.0;
       double dec = 0.0;
-      directionToHaDec(engine, corrected, ha, dec);
+      directionToHaDec(context, corrected, ha, dec);
       if (correctTelescope) {
-        list.starHaWork[i] = ha;
-        list.starDecWork[i] = dec;
+        o.starHaWork = ha;
+        o.starDecWork = dec;
       } else {
-        list.telHaWork[i] = ha;
-        list.telDecWork[i] = dec;
+        o.telHaWork = ha;
+        o.telDecWork = dec;
       }
-      if (list.status[i] != kStatusMasked) {
+      if (o.status != kStatusMasked) {
         for (int c = 0; c < 3; ++c) {
           const double d = corrected[c] - observed[c];
           sum += d * d;
@@ -242,178 +227,122 @@ bool secondPass(Engine& engine, Workspace& ws, double& sum, int& stars) {
         ++stars;
       }
     }
-    if (cancelPoll(engine, 0) != 0) return false;
+    if (options.cancelled && options.cancelled()) return false;
   }
   return true;
 }
 
-const char* fittedName(const Engine& engine, const FitTerms& terms, int column) {
-  return termName(engine.terms, engine.model.termNumber[terms.slot[column]]);
-}
-
-void reportCoefficients(Engine& engine, const FitTerms& terms, const Workspace& ws,
-                        double meanSquare) {
-  Model& model = engine.model;
-  if (terms.inUse == 0) return;
-  msgOut(engine, 'P', "\n       coeff       change     value    sigma\n\n");
-  for (int i = 0; i < terms.inUse; ++i) {
-    const char mark = model.chained[i] != 0 ? ' ' : '&';
-    const char* name = termName(engine.terms, model.termNumber[i]);
-    const int column = terms.column[i];
-    if (column < 0) {
-      msgOutF(engine, 'I', "%3d   %c %-8s%+19.2f\n", i + 1, mark, name,
-              model.coefValue[i] * kArcsecPerRadian);
-      continue;
-    }
-    const double variance = ws.covariance[static_cast<std::size_t>(column) * terms.fitted + column];
-    model.coefSigma[i] = std::sqrt(variance * meanSquare);
-    msgOutF(engine, 'I', "%3d   %c %-8s%+9.3f%+10.2f%9.3f\n", i + 1, mark, name,
-            ws.solution[column], model.coefValue[i] * kArcsecPerRadian,
-            model.coefSigma[i] * kArcsecPerRadian);
-  }
-}
-
-// The lower triangle of the correlation matrix, 14 columns to a block,
-// with a warning for every pair the data cannot tell apart.
-void reportCorrelations(Engine& engine, const FitTerms& terms, const Workspace& ws) {
+// The statistics and the per-term table once the second pass is done.
+void summarise(const FitTerms& terms, const Model& working, const Workspace& ws, int stars,
+               double sum, FitResult& result) {
   const int q = terms.fitted;
-  const double* c = ws.covariance.get();
-  auto at = [&](int i, int j) { return c[static_cast<std::size_t>(i) * q + j]; };
-  char line[kMessageLineSize];
-  msgOut(engine, 'P', "* Correlations between terms:\n");
-  for (int c0 = 0; c0 < q - 1; c0 += kCorrelationBlockWidth) {
-    msgOut(engine, 'P', "\n");
-    const int lastColumn = c0 + kCorrelationBlockWidth - 1 < q - 2 ? c0 + kCorrelationBlockWidth - 1
-                                                                    : q - 2;
-    for (int i = c0 + 1; i < q; ++i) {
-      int length = std::snprintf(line, sizeof line, "%-8s", fittedName(engine, terms, i));
-      const int last = c0 + kCorrelationBlockWidth - 1 < i - 1 ? c0 + kCorrelationBlockWidth - 1
-                                                               : i - 1;
-      for (int j = c0; j <= last; ++j) {
-        const double product = at(i, i) * at(j, j);
-        const double r = product != 0.0 ? at(i, j) / toSingle(std::sqrt(product)) : 0.0;
-        if (std::fabs(r) > kCorrelationWarning) {
-          msgOutSecondaryF(engine, 'W', "%s and %s cannot reliably be distinguished.\n",
-                           fittedName(engine, terms, i), fittedName(engine, terms, j));
-        }
-        if (length >= 0 && length < static_cast<int>(sizeof line)) {
-          length += std::snprintf(line + length, sizeof line - length, "%+8.4f", r);
-        }
-      }
-      if (length >= 0 && length < static_cast<int>(sizeof line)) {
-        std::snprintf(line + length, sizeof line - length, "\n");
-      }
-      msgOut(engine, 'P', line);
-    }
-    int length = std::snprintf(line, sizeof line, "\n          ");
-    for (int j = c0; j <= lastColumn; ++j) {
-      if (length >= 0 && length < static_cast<int>(sizeof line)) {
-        length += std::snprintf(line + length, sizeof line - length, "%-8s",
-                                fittedName(engine, terms, j));
-      }
-    }
-    if (length >= 0 && length < static_cast<int>(sizeof line)) {
-      std::snprintf(line + length, sizeof line - length, "\n");
-    }
-    msgOut(engine, 'P', line);
-  }
-  msgOut(engine, 'P', "\n");
-}
-
-void reportIllConditioning(Engine& engine, const Editing& editing) {
-  msgOut(engine, 'I', "Action was taken to correct ill-conditioning.  The\n");
-  msgOutF(engine, 'I', "current FITTOL tolerance is %.3g, which exceeds\n",
-          engine.settings.fitTolerance);
-  if (editing.smallestRatio == editing.largestRatio) {
-    msgOutF(engine, 'I', "the value %.3g encountered ", editing.smallestRatio);
-  } else {
-    msgOutF(engine, 'I', "values from %.3g to %.3g encountered\n", editing.smallestRatio,
-            editing.largestRatio);
-  }
-  msgOut(engine, 'I', "during the fit.\n\n");
-}
-
-void report(Engine& engine, const FitTerms& terms, const Workspace& ws, const Editing& editing,
-            int stars, double sum) {
-  FitState& fit = engine.fit;
-  const int q = terms.fitted;
+  result.stars = stars;
+  result.sumSquares = sum;
   const double meanSquare = stars > 0 ? sum / stars : 0.0;
-  reportCoefficients(engine, terms, ws, meanSquare);
-
-  fit.skyRms = std::sqrt(meanSquare);
-  msgOutF(engine, 'I', "\nSky RMS =%7.2f\n", fit.skyRms * kArcsecPerRadian);
-  fit.illConditioned = editing.zeroed ? 1 : 0;
+  result.skyRms = std::sqrt(meanSquare);
   const int freedom = stars - q;
-  if (freedom < 1) {
-    fit.popSd = -1.0;
-    return;
-  }
-  fit.popSd = std::sqrt(stars * meanSquare / freedom);
-  msgOutF(engine, 'I', "Popn SD =%7.2f\n\n", fit.popSd * kArcsecPerRadian);
+  result.popSd = freedom < 1 ? -1.0 : std::sqrt(stars * meanSquare / freedom);
 
-  for (int j = 0; j < q; ++j) {
-    if (ws.covariance[static_cast<std::size_t>(j) * q + j] == 0.0) {
-      msgOutF(engine, 'I', "%s was always zero.\n", fittedName(engine, terms, j));
+  result.covariance.assign(ws.covariance.get(),
+                           ws.covariance.get() + static_cast<std::size_t>(q) * q);
+  result.correlations.assign(static_cast<std::size_t>(q) * q, 0.0);
+  for (int i = 0; i < q; ++i) {
+    for (int j = 0; j < q; ++j) {
+      const double product = result.covarianceAt(i, i) * result.covarianceAt(j, j);
+      result.correlations[static_cast<std::size_t>(i * q + j)] =
+          product != 0.0 ? result.covarianceAt(i, j) / toSingle(std::sqrt(product)) : 0.0;
     }
+    if (result.covarianceAt(i, i) == 0.0) result.alwaysZero.push_back(i);
   }
-  if (q >= 2) reportCorrelations(engine, terms, ws);
-  if (editing.zeroed) reportIllConditioning(engine, editing);
+
+  for (int i = 0; i < terms.inUse; ++i) {
+    FittedTerm term;
+    term.slot = i;
+    term.column = terms.column[i];
+    term.value = working[i].value;
+    if (term.column >= 0) {
+      term.change = ws.solution[term.column];
+      term.sigma = std::sqrt(result.covarianceAt(term.column, term.column) * meanSquare);
+    }
+    result.terms.push_back(term);
+  }
 }
 
 }  // namespace
 
-int fitModel(Engine& engine, bool adjust) {
-  const FitTerms terms = fitTerms(engine.model, adjust);
-  if (terms.fitted >= kMaxModelTerms) {
-    msgOut(engine, 'E', "Too many coefficients to fit!\n");
-    return 1;
+FitResult fit(const Model& model, const TermTable& terms, ObservationList& list,
+              const RunState& run, const FitOptions& options) {
+  FitResult result;
+  const EvaluationContext context = evaluationContext(terms, run, options.sense);
+  const FitTerms fitTable = fitTerms(model, options.adjust);
+  result.fitted = fitTable.fitted;
+  if (fitTable.fitted >= kMaxModelTerms) {
+    result.outcome = FitOutcome::TooManyCoefficients;
+    return result;
   }
-  const ObservationList& list = engine.observations;
-  if (engine.run.obsPresent < 0 || list.status[0] < 0) return 1;  // nothing to fit to
+  if (run.obsPresent < 0 || list.empty()) {
+    result.outcome = FitOutcome::NoObservations;
+    return result;
+  }
 
   Workspace ws;
-  if (!ws.allocate(observationCount(list), activeObservationCount(list), terms.fitted)) {
-    msgOut(engine, 'E', "Too many stars and/or coefficients to fit!\n");
-    return 1;
+  if (!ws.allocate(list.count(), list.activeCount(), fitTable.fitted)) {
+    result.outcome = FitOutcome::NoMemory;
+    return result;
   }
   int stars = 0;
-  if (!firstPass(engine, terms, ws, stars)) return 1;
-  if (2 * stars < terms.fitted) {
-    msgOut(engine, 'E', "Not enough stars for fit!\n");
-    return 1;
+  if (!firstPass(context, model, fitTable, list, options, ws, stars, result.withdrawn)) {
+    result.outcome = FitOutcome::Cancelled;
+    return result;
   }
-  Editing editing;
-  if (terms.fitted > 0) {
-    if (!solve(engine, terms, stars, ws, editing)) return 1;
+  if (2 * stars < fitTable.fitted) {
+    result.outcome = FitOutcome::NotEnoughStars;
+    return result;
+  }
+  Model working = model;
+  if (fitTable.fitted > 0) {
+    if (!solve(fitTable, stars, options.tolerance, ws, working, result)) return result;
   } else {
     for (int j = 0; j < ws.columns; ++j) ws.solution[j] = 0.0;
   }
-  double sum = 0.0;
-  if (!secondPass(engine, ws, sum, stars)) return 1;
-  report(engine, terms, ws, editing, stars, sum);
-  return 0;
-}
-
-bool readAdjustOption(Engine& engine, int commandLength, bool& adjust) {
-  int cursor = commandLength;
-  char word[kLineLength + 1];
-  nextWord(sizeof word, engine.lines.command, cursor, word);
-  adjust = true;
-  if (word[0] == '\0') return true;
-  char extra[kLineLength + 1];
-  nextWord(sizeof extra, engine.lines.command, cursor, extra);
-  if (keywordEquals(word, "N") != 0 || extra[0] != '\0') {
-    msgOut(engine, 'E', "Bad argument!\n");
-    return false;
+  for (int i = 0; i < fitTable.inUse; ++i) {
+    FittedTerm term;
+    term.slot = i;
+    term.value = working[i].value;
+    result.terms.push_back(term);
   }
-  adjust = false;
-  return true;
+  double sum = 0.0;
+  if (!secondPass(context, working, list, options, ws, sum, stars, result.withdrawn)) {
+    result.outcome = FitOutcome::Cancelled;
+    return result;
+  }
+  result.terms.clear();
+  summarise(fitTable, working, ws, stars, sum, result);
+  result.outcome = FitOutcome::Completed;
+  return result;
 }
 
-void cmdFit(Engine& engine) {
-  bool adjust = true;
-  if (!readAdjustOption(engine, 3, adjust)) return;
-  engine.dispatch.status = fitModel(engine, adjust) == 0 ? kStatusDone : kStatusInterrupted;
+ModelStatistics modelStatistics(const Model& model, const TermTable& terms,
+                                const ObservationList& list, const RunState& run,
+                                AdjustSense sense) {
+  ModelStatistics statistics;
+  if (run.obsPresent < 0) return statistics;
+  const EvaluationContext context = evaluationContext(terms, run, sense);
+  double sum = 0.0;
+  for (int i = 0; i < kObservationSlots && !list[i].isEnd(); ++i) {
+    if (list[i].status == kStatusMasked) continue;
+    double corrected[3];
+    double target[3];
+    observationDirections(context, list[i], corrected, target);
+    if (applyModelTerms(context, model, list[i], corrected) < 0) continue;
+    for (int k = 0; k < 3; ++k) {
+      const double difference = corrected[k] - target[k];
+      sum += difference * difference;
+    }
+    ++statistics.used;
+  }
+  statistics.rms = std::sqrt(sum / (statistics.used > 0 ? statistics.used : 1));
+  return statistics;
 }
 
 }  // namespace zenfit

@@ -9,8 +9,6 @@
 #include <cstring>
 
 #include "astro/vectors.h"
-#include "command/lexer.h"
-#include "engine.h"
 #include "fit/fit.h"
 #include "model/evaluate.h"
 
@@ -22,15 +20,14 @@ constexpr double kConvergence = 1e-20;  // radians squared
 
 // The direction that the group of entries first..last carries onto target
 // (in place). Returns false when a term cannot be evaluated.
-bool invertGroup(Engine& engine, int slot, int first, int last, double target[3]) {
-  const Model& model = engine.model;
-  const ObservationList& list = engine.observations;
+bool invertGroup(const EvaluationContext& context, const Model& model, const Observation& o,
+                 int first, int last, double target[3]) {
   double guess[3] = {target[0], target[1], target[2]};
   for (int pass = 0; pass < kMaxPasses; ++pass) {
     double current[3] = {guess[0], guess[1], guess[2]};
     for (int i = first; i <= last; ++i) {
-      if (evaluateTerm(engine, model.termNumber[i], model.coefValue[i], list.aux[slot],
-                       list.pierFlag[slot], guess, current) < 0) {
+      if (evaluateTerm(context, model[i].term, model[i].value, o.aux, o.pierFlag, guess,
+                       current) < 0) {
         return false;
       }
     }
@@ -48,20 +45,14 @@ bool invertGroup(Engine& engine, int slot, int first, int last, double target[3]
   return true;
 }
 
-int termsInUse(const Model& model) {
-  int count = 0;
-  while (count < kMaxModelTerms && model.termNumber[count] != 0) ++count;
-  return count;
-}
-
 // The fitted pair of one observation with the model removed; false when a
 // term cannot be evaluated on the way.
-bool removeModel(Engine& engine, int slot, int count, double direction[3]) {
-  const Model& model = engine.model;
+bool removeModel(const EvaluationContext& context, const Model& model, const Observation& o,
+                 int count, double direction[3]) {
   for (int last = count - 1; last >= 0;) {
     int first = last;
-    while (first >= 1 && model.chained[first] == 0) --first;
-    if (!invertGroup(engine, slot, first, last, direction)) return false;
+    while (first >= 1 && model[first].chained == 0) --first;
+    if (!invertGroup(context, model, o, first, last, direction)) return false;
     last = first - 1;
   }
   return true;
@@ -69,35 +60,33 @@ bool removeModel(Engine& engine, int slot, int count, double direction[3]) {
 
 }  // namespace
 
-int unfitModel(Engine& engine, bool adjust) {
-  ObservationList& list = engine.observations;
-  const bool correctTelescope = engine.settings.adjustSense != 2;
-  double* fittedHa = correctTelescope ? list.starHaWork : list.telHaWork;
-  double* fittedDec = correctTelescope ? list.starDecWork : list.telDecWork;
-  double* inputHa = correctTelescope ? list.starHa : list.telHa;
-  double* inputDec = correctTelescope ? list.starDec : list.telDec;
-  const int count = termsInUse(engine.model);
-  for (int i = 0; i < kObservationSlots && list.status[i] >= 0; ++i) {
+std::vector<int> unfit(const Model& model, const TermTable& terms, ObservationList& list,
+                       const RunState& run, AdjustSense sense, bool adjust) {
+  const EvaluationContext context = evaluationContext(terms, run, sense);
+  const bool correctTelescope = sense != AdjustSense::Stars;
+  const int count = model.inUse();
+  std::vector<int> withdrawn;
+  for (int i = 0; i < kObservationSlots && !list[i].isEnd(); ++i) {
+    Observation& o = list[i];
+    double& fittedHa = correctTelescope ? o.starHaWork : o.telHaWork;
+    double& fittedDec = correctTelescope ? o.starDecWork : o.telDecWork;
+    double& inputHa = correctTelescope ? o.starHa : o.telHa;
+    double& inputDec = correctTelescope ? o.starDec : o.telDec;
     if (!adjust) {
-      inputHa[i] = fittedHa[i];
-      inputDec[i] = fittedDec[i];
+      inputHa = fittedHa;
+      inputDec = fittedDec;
       continue;
     }
     double direction[3];
-    haDecToDirection(engine, fittedHa[i], fittedDec[i], direction);
-    if (!removeModel(engine, i, count, direction)) {
-      list.status[i] = kStatusMasked;
+    haDecToDirection(context, fittedHa, fittedDec, direction);
+    if (!removeModel(context, model, o, count, direction)) {
+      if (o.status != kStatusMasked) withdrawn.push_back(i);
+      o.status = kStatusMasked;
       continue;
     }
-    directionToHaDec(engine, direction, inputHa[i], inputDec[i]);
+    directionToHaDec(context, direction, inputHa, inputDec);
   }
-  return 0;
-}
-
-void cmdUnfit(Engine& engine) {
-  bool adjust = true;
-  if (!readAdjustOption(engine, 5, adjust)) return;
-  if (unfitModel(engine, adjust) == 0) engine.dispatch.status = kStatusDone;
+  return withdrawn;
 }
 
 }  // namespace zenfit

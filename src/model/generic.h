@@ -14,12 +14,10 @@
 // limit that saved model files depend on).
 #pragma once
 
-#include "constants.h"
+#include "base/constants.h"
+#include "model/terms.h"
 
 namespace zenfit {
-
-struct Engine;
-struct TermTable;
 
 inline constexpr int kGenericTemplateCount = 14;
 extern const char* const kGenericTemplates[kGenericTemplateCount];
@@ -32,8 +30,7 @@ inline constexpr int kGenericNameLimit = kMaxTermNames - 1;
 // matches, or null when it matches none.
 const char* matchGenericTemplate(const char* name);
 
-// The engine-level form of the zftTerm export: turns a term name into a
-// term number.
+// Turns a term name into a term number (the zftTerm export).
 // - A name in the table (exact comparison, trailing blanks ignored, entries
 //   1..termNameCount, first match) returns its number, whatever the mode.
 // - A name that fits no template returns -1.
@@ -42,6 +39,13 @@ const char* matchGenericTemplate(const char* name);
 //   room (termNameCount >= 99); otherwise it is added with its template and
 //   its new number is returned.
 // The name is expected upper case.
-int resolveTermName(Engine& engine, const char* name, int addMode, char* templateOut);
+int resolveTermName(TermTable& table, const char* name, int addMode, char* templateOut);
+
+// The correction of a generic term at a place: a product of sin/cos(n x)
+// factors (harmonic) or of x^n factors (polynomial, x in radians) for the
+// function f, applied as its quantity letter says. False when the name
+// does not read as its template.
+bool genericCorrection(const char* name, const char* slots, const Place& place,
+                       CorrectionKind& kind, Multipliers& multipliers);
 
 }  // namespace zenfit

@@ -1,132 +1,111 @@
-// The term name table and the pointing model.
+// The pointing model: an ordered list of up to 50 terms.
 //
-// A term is known everywhere by its term number, its 1-based position in
-// the name table: local terms first, then the 54 standard terms, then the
-// generic names introduced during the session. The model is an ordered list
-// of up to 50 terms, each with a coefficient (radians), a sigma (radians,
-// -1 for none) and two flags; the first zero term number ends it.
+// Each entry holds a term number, a coefficient (radians), a sigma
+// (radians, -1 for none) and two flags; the first zero term number ends
+// the list. The slots past the end keep whatever they held: the model is
+// a fixed array of 50 slots, and the ADJUST reversal and LOSE work on the
+// slots as they are.
 #pragma once
 
-#include <cstdint>
-#include <cstdio>
+#include <array>
+#include <string>
+#include <vector>
 
-#include "constants.h"
+#include "base/constants.h"
+#include "model/terms.h"
 
 namespace zenfit {
 
-struct Engine;
+// Which side of an observation the model corrects.
+enum class AdjustSense : int {
+  Telescope = 1,  // the model adjusts the telescope to fit the stars
+  Stars = 2,      // the model adjusts the stars to fit the telescope
+};
 
-struct TermTable {
-  char names[kMaxTermNames][kTermNameSize];      // entry i holds term number i + 1
-  char templates[kMaxTermNames][kTermNameSize];  // generic terms: the template matched
-  int localTermCount = 0;
-  int fixedTermCount = 0;  // local plus standard
-  int termNameCount = 0;   // names in use
+struct ModelEntry {
+  int term = 0;           // term number; 0 ends the list
+  double value = 0.0;     // radians
+  double sigma = 0.0;     // radians; negative: none (never fitted, or set by hand)
+  int floating = 0;       // 1 adjusted by FIT, 0 held
+  int chained = 0;        // 1 applied after the terms before it, 0 in parallel
+
+  bool hasSigma() const { return sigma >= 0.0; }
 };
 
 struct Model {
-  int termNumber[kMaxModelTerms];  // 0 ends the list
-  double coefValue[kMaxModelTerms];
-  double coefSigma[kMaxModelTerms];
-  int floating[kMaxModelTerms];    // 1 adjusted by FIT, 0 held
-  int chained[kMaxModelTerms];     // 1 applied after the terms before it, 0 in parallel
+  std::array<ModelEntry, kMaxModelTerms> slots;
+
+  ModelEntry& operator[](int slot) { return slots[static_cast<std::size_t>(slot)]; }
+  const ModelEntry& operator[](int slot) const { return slots[static_cast<std::size_t>(slot)]; }
+
+  // Entries before the first zero term number.
+  int inUse() const;
+  // Slot holding termNumber among the first limit slots, stopping at the
+  // end of the list; -1 when absent (a number below 1 matches nothing).
+  int find(int termNumber, int limit = kMaxModelTerms) const;
+  // Empties the model: every term number 0, the other columns kept.
+  void clear();
+  // Reverses the model in place when the ADJUST sense changes: undoing a
+  // chain of corrections means applying the inverse corrections in
+  // reverse order. See model.cpp for the slots it covers.
+  void reverse();
 };
 
-inline constexpr int kStandardTermCount = 54;
+// ---- Term lists: the argument of USE, LOSE, FIX, CHAIN and PARAL.
 
-// The standard term names in catalogue order (index 1..54 is entry 0..53).
-extern const char* const kStandardTermNames[kStandardTermCount];
-
-// Start-up hook for site terms: installs none and leaves space unchanged.
-void installLocalTerms(int& space, TermTable& table);
-// Copies min(space, 54) standard names from entry first (0-based), then
-// lowers space by 54.
-void installStandardTerms(int& space, TermTable& table, int first);
-
-// Clears and refills the name table, reporting the term space. Returns -1
-// when no standard term fits (start-up then fails), else 0.
-int loadTermNames(Engine& engine);
-
-// Name of a term number, or "" outside the table.
-const char* termName(const TermTable& table, int termNumber);
-
-// Empties the model (every term number 0).
-void clearModel(Model& model);
-
-// Reverses the model in place when the ADJUST sense changes: undoing a chain
-// of corrections means applying the inverse corrections in reverse order.
-void reverseModel(Model& model);
-
-// ---- The term-list reader and the model commands (model_commands.cpp).
+struct TermList {
+  int status = 0;  // 1 at least one word, 0 no word, -1 a word that is no term name
+  int numbers[kMaxModelTerms] = {};  // 0 after the last, and for a name with no room
+  std::string badName;               // the word that is no term name
+  std::vector<std::string> noRoom;   // new generic names the table had no room for
+};
 
 // Reads term names from text, word by word (8 characters at most each,
 // upper-cased outside quotes), resolving each with resolveTermName in add
-// mode, so that a new well-formed generic name is created. Fills list with
-// the term numbers, zeros after the last. Returns 1 when at least one word
-// was read, 0 for no word at all (which the commands take as "every term"),
-// -1 at the first word that is not a term name (copied to badName, 9
-// bytes). A new generic name for which the table has no room writes "Too
-// many terms: no room for <name>" and is stored as 0; reading goes on.
-int readTermList(Engine& engine, const char* text, int list[kMaxModelTerms], char* badName);
+// mode, so that a new well-formed generic name is created. Reading stops at
+// the first word that is no term name.
+TermList readTermList(TermTable& table, const char* text);
 
-// The model commands on their argument text. Each returns 0 on success,
-// negative on failure, having written its own messages.
-int useTerms(Engine& engine, const char* text);       // USE: float, adding when absent
-int loseTerms(Engine& engine, const char* text);      // LOSE: remove (all: forget generics)
-int fixTerms(Engine& engine, const char* text);       // FIX: hold
-int chainTerms(Engine& engine, const char* text);     // CHAIN: apply in sequence
-int parallelTerms(Engine& engine, const char* text);  // PARAL: apply in parallel (zftParal)
+// ---- The model operations. Each works on the slots as the commands have
+// always done; what they could not do is returned for the report.
 
-// Shows or sets one coefficient (the zftCsrv export). name is upper-cased
-// and looked up in the name table (-1 when absent), then among all 50 model
-// slots (-2 when absent). With set, *value (radians) is stored and the
-// sigma cleared; with report, the old and new values (or the value alone)
-// are written in arcseconds. On return *value holds the coefficient in
-// force. Flags are never changed.
-int setCoefficient(Engine& engine, const char* name, int report, int set, double* value);
+enum class UseResult { Done, TooManyTerms };
 
-// RESET: every coefficient to 0 and every sigma to none (list and flags
-// kept); observations, when present, get their working positions back
-// from their input copies.
-void resetModel(Engine& engine);
+// USE: makes the listed terms floating, adding those that are absent (value
+// 0, no sigma, chained). No list: every slot up to a negative entry is
+// made floating. A term past slot 50 stops it with TooManyTerms (the terms
+// added before stay).
+UseResult useTerms(Model& model, const TermTable& table, const TermList& list);
 
-// The host query behind GetTermInfo: reads name as a term list; when its
-// first term is in the model, writes that entry's floating and chained
-// flags. Returns the term number (positive) for a term name; 0 for no name
-// or no room for a new generic name; -1 for a word that is no term name.
-int termInfo(Engine& engine, const char* name, std::int32_t* floating, std::int32_t* chained);
+// LOSE: removes the listed terms, closing the gap; returns the term
+// numbers that were not in the model. No list empties the model and
+// forgets every generic name.
+std::vector<int> loseTerms(Model& model, TermTable& table, const TermList& list);
 
-// ---- Model files (model_file.cpp).
+// FIX: holds the listed terms (no list: every term); returns those not in
+// the model.
+std::vector<int> fixTerms(Model& model, const TermList& list);
 
-// Writes the model file: caption, statistics record (recomputed by
-// applying the model to the active observations), one record per term,
-// "END". Returns 0.
-int writeModelFile(Engine& engine, std::FILE* file);
+// CHAIN: the listed terms (no list: every term) are applied after the
+// terms before them. Terms not in the model are passed over.
+void chainTerms(Model& model, const TermList& list);
 
-// Reads a model file, replacing the model and restoring the ADJUST sense,
-// the refraction constants and the fit statistics. Returns 0 on success,
-// -2 for a file that ends early, -3 for a bad statistics record, -4 for a
-// bad term record, and for a full name table the header's number of
-// observations; failed is set on every failure. After any failure the model
-// is empty.
-int readModelFile(Engine& engine, std::FILE* file, bool& failed);
+// PARAL: the listed terms (no list: every term) are evaluated at the same
+// point as the term before them; returns those not in the model.
+std::vector<int> parallelTerms(Model& model, const TermList& list);
 
-// ---- Coefficient listing (listing.cpp).
+// Shows or sets one coefficient by name (upper-cased here).
+struct CoefficientChange {
+  int status = 0;  // 0, -1 no such term name, -2 not in the model
+  int slot = -1;
+  double oldValue = 0.0;  // radians
+  double newValue = 0.0;  // radians: the value in force afterwards
+};
+CoefficientChange setCoefficient(Model& model, const TermTable& table, const char* name,
+                                 bool set, double value);
 
-// Lists the model (position 0 or below) or model entry position (1-based)
-// alone. Returns 0.
-int listCoefficients(Engine& engine, int position);
-
-// ---- Command handlers.
-void cmdUse(Engine& engine);
-void cmdLose(Engine& engine);
-void cmdFix(Engine& engine);
-void cmdChain(Engine& engine);
-void cmdParal(Engine& engine);
-void cmdCsrv(Engine& engine);  // reached by a line that starts with a term name
-void cmdReset(Engine& engine);
-void cmdInmod(Engine& engine);
-void cmdOutmod(Engine& engine);
-void cmdClist(Engine& engine);
+// RESET: every coefficient to 0 and every sigma to none, over all 50
+// slots; the list and its flags are kept.
+void resetCoefficients(Model& model);
 
 }  // namespace zenfit

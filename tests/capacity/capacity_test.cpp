@@ -5,26 +5,28 @@
 #include <string>
 
 #include "fit/pointing_run.h"
+#include "host/message_buffer.h"
 #include "support/session.h"
 
 namespace zenfit::test {
 namespace {
 
-// Watches the buffer after every message: it holds at most 2000 bytes
-// before the message's own CR LF expansion, and it ends with the message.
-struct BufferWatch {
-  const Engine* engine;
+// The host's message buffer, watched after every message: it holds at
+// most 2000 bytes before the message's own CR LF expansion, and it ends
+// with the message.
+struct BufferWatch final : OutputSink {
+  host::MessageBuffer buffer;
   std::string text;
   int faults = 0;
 
-  static void write(void* context, const char* message, MessageKind) {
-    auto& watch = *static_cast<BufferWatch*>(context);
+  void write(const Message& message) override {
+    buffer.write(message);
     std::string expanded;
-    for (const char* c = message; *c != '\0'; ++c) expanded += *c == '\n' ? "\r\n" : std::string(1, *c);
-    const std::string buffer = watch.engine->host.buffer;
-    const std::size_t lineFeeds = expanded.size() - std::string(message).size();
-    if (buffer.size() > 2000 + lineFeeds || !buffer.ends_with(expanded)) ++watch.faults;
-    watch.text += message;
+    for (const char c : message.text) expanded += c == '\n' ? "\r\n" : std::string(1, c);
+    const std::string held = buffer.text();
+    const std::size_t lineFeeds = expanded.size() - message.text.size();
+    if (held.size() > 2000 + lineFeeds || !held.ends_with(expanded)) ++faults;
+    text += message.text;
   }
 };
 
@@ -39,13 +41,13 @@ TEST(Capacity, FortyNineCoefficientsAreFittedToAFullListAndTheReportsPassThrough
       "USE DGES DGEC TFP CA CD4A CD4B CD5A CD5B AN AW NPAE ACES ACEC ECES ECEC NRX NRY AUX1H\n"
       "USE AUX1X AUX1D AUX1A AUX1S AUX1E HDSH2 HDCH2 HHSH3 HHCH3\n"
       "USE HDSH3\nFIX HDSH3");  // and a fiftieth term, held at zero
-  for (int i = 0; i < 49; ++i) engine.model.coefValue[i] = ((i % 9) - 4.0) * kArcsecond;
+  for (int i = 0; i < 49; ++i) engine.model[i].value = ((i % 9) - 4.0) * kArcsecond;
   fillRun(engine, {.stars = kMaxObservations, .flipFraction = 0.3, .aux1First = -1.0,
                    .aux1Step = 0.0004});
   setAllCoefficients(engine, 0.0);
 
-  BufferWatch watch{&engine, {}, 0};
-  engine.host.sink = {&watch, &BufferWatch::write};
+  BufferWatch watch;
+  engine.hooks.output = &watch;
   session.run("FIT");
   const std::string report = watch.text;
   EXPECT_NE(report.find("\n 50     HDSH3" + std::string(17, ' ') + "+0.00\n"), std::string::npos);
@@ -60,7 +62,7 @@ TEST(Capacity, FortyNineCoefficientsAreFittedToAFullListAndTheReportsPassThrough
   EXPECT_TRUE(listing.find("\n4999") != listing.npos && listing.ends_with("\f"));
   EXPECT_EQ(watch.faults, 0);
   // The host finds the tail of the listing, with its RMS lines.
-  std::string buffer = engine.host.buffer;
+  std::string buffer = watch.buffer.text();
   std::erase(buffer, '\r');
   EXPECT_NE(buffer.find("RMS"), std::string::npos);
   EXPECT_TRUE(listing.ends_with(buffer));

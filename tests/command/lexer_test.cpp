@@ -5,18 +5,18 @@
 #include <cstdio>
 #include <string>
 
-#include "command/lexer.h"
+#include "base/text.h"
 
 namespace zenfit {
 namespace {
 
 // Every line read until the end of input, as "status raw|echo|command".
 std::string readAll(std::FILE* file) {
-  char raw[kLineLength + 1], echo[kLineLength + 1], command[kLineLength + 1];
+  PreparedLine line;
   std::string shown;
   for (int status = 0; status >= 0;) {
-    status = readLine(file, kLineLength, raw, echo, command);
-    shown += std::to_string(status) + " " + raw + "|" + echo + "|" + command + "\n";
+    status = readLine(file, line);
+    shown += std::to_string(status) + " " + line.raw + "|" + line.echo + "|" + line.command + "\n";
   }
   std::fclose(file);
   return shown;

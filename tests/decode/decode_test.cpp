@@ -6,8 +6,8 @@
 #include <string>
 #include <tuple>
 
-#include "constants.h"
-#include "data/decode.h"
+#include "base/constants.h"
+#include "base/decode.h"
 
 namespace zenfit {
 namespace {

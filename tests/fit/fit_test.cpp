@@ -84,18 +84,18 @@ TEST_F(Fit, UnfitGivesInputPlacesFromWhichTheModelReproducesTheFittedOnes) {
   observe(shape);
   session.run("FIT");
   const auto before = std::make_unique<ObservationList>(list);
-  for (int i = 0; i < shape.stars; ++i) list.starHa[i] = list.starDec[i] = 0.0;
+  for (int i = 0; i < shape.stars; ++i) list[i].starHa = list[i].starDec = 0.0;
   EXPECT_EQ(session.run("UNFIT"), "* UNFIT\n");
-  for (int i = 0; i < shape.stars; ++i) list.starHaWork[i] = list.starDecWork[i] = 0.0;
+  for (int i = 0; i < shape.stars; ++i) list[i].starHaWork = list[i].starDecWork = 0.0;
   session.run("FIT N");
   // Radians: each group of terms is undone to 1e-10, the square root of the
   // convergence bound, and there are ten groups.
   const double bound = 1e-9;
   for (int i = 0; i < shape.stars; ++i) {
-    EXPECT_NEAR(list.starHa[i], before->starHa[i], bound / std::cos(list.starDec[i]));
-    EXPECT_NEAR(list.starDec[i], before->starDec[i], bound);
-    EXPECT_NEAR(list.starHaWork[i], before->starHaWork[i], bound / std::cos(list.starDec[i]));
-    EXPECT_NEAR(list.starDecWork[i], before->starDecWork[i], bound);
+    EXPECT_NEAR(list[i].starHa, (*before)[i].starHa, bound / std::cos(list[i].starDec));
+    EXPECT_NEAR(list[i].starDec, (*before)[i].starDec, bound);
+    EXPECT_NEAR(list[i].starHaWork, (*before)[i].starHaWork, bound / std::cos(list[i].starDec));
+    EXPECT_NEAR(list[i].starDecWork, (*before)[i].starDecWork, bound);
   }
 }
 
@@ -132,14 +132,14 @@ TEST(Slist, PositionsDifferencesAndRmsAreThoseOfTheTextbookFormulas) {
                {0.3, -0.4, 1e-4, 1e-4, 0, kStatusMasked}};
   ObservationList& list = engine.observations;
   for (int i = 0; i < 3; ++i) {
-    list.status[i] = stars[i].status;
-    list.pierFlag[i] = stars[i].pier;
-    list.telHa[i] = list.telHaWork[i] = stars[i].h;
-    list.telDec[i] = list.telDecWork[i] = stars[i].d;
-    list.starHa[i] = list.starHaWork[i] = stars[i].h + stars[i].dh;
-    list.starDec[i] = list.starDecWork[i] = stars[i].d + stars[i].dd;
+    list[i].status = stars[i].status;
+    list[i].pierFlag = stars[i].pier;
+    list[i].telHa = list[i].telHaWork = stars[i].h;
+    list[i].telDec = list[i].telDecWork = stars[i].d;
+    list[i].starHa = list[i].starHaWork = stars[i].h + stars[i].dh;
+    list[i].starDec = list[i].starDecWork = stars[i].d + stars[i].dd;
   }
-  list.status[3] = kStatusEndOfList;
+  list[3].status = kStatusEndOfList;
   engine.run.sinLat = std::sin(phi);
   engine.run.cosLat = std::cos(phi);
   engine.run.obsPresent = 1;

@@ -8,7 +8,8 @@
 #include <vector>
 
 #include "astro/vectors.h"
-#include "engine.h"
+#include "command/engine.h"
+#include "command/model_api.h"
 #include "model/evaluate.h"
 
 namespace zenfit::test {
@@ -33,18 +34,18 @@ struct RunShape {
 // Puts the terms into the model with the given values.
 inline void setModel(Engine& engine, const std::vector<TrueTerm>& terms) {
   for (const TrueTerm& t : terms) {
-    useTerms(engine, t.name);
-    if (t.parallel) parallelTerms(engine, t.name);
+    useCommand(engine, t.name);
+    if (t.parallel) parallelCommand(engine, t.name);
     double value = t.arcsec * kArcsecond;
-    setCoefficient(engine, t.name, 0, 1, &value);
+    coefficientCommand(engine, t.name, false, true, &value);
   }
 }
 
 // Every coefficient of the model set to value (arcseconds), sigmas cleared.
 inline void setAllCoefficients(Engine& engine, double arcsec) {
-  for (int i = 0; i < kMaxModelTerms && engine.model.termNumber[i] != 0; ++i) {
-    engine.model.coefValue[i] = arcsec * kArcsecond;
-    engine.model.coefSigma[i] = -1.0;
+  for (int i = 0; i < kMaxModelTerms && engine.model[i].term != 0; ++i) {
+    engine.model[i].value = arcsec * kArcsecond;
+    engine.model[i].sigma = -1.0;
   }
 }
 
@@ -65,29 +66,30 @@ inline void fillRun(Engine& engine, const RunShape& shape) {
     const double azimuth = 2 * kPi * uniform(random);
     double star[3];
     sphericalToVector(azimuth, std::asin(sinLow + (sinHigh - sinLow) * uniform(random)), star);
-    list.status[i] = kStatusActive;
-    list.pierFlag[i] = uniform(random) < shape.flipFraction ? 1 : 0;
-    list.aux[i][0] = shape.aux1First + shape.aux1Step * i;
-    list.aux[i][1] = list.aux[i][2] = 0.0;
+    list[i].status = kStatusActive;
+    list[i].pierFlag = uniform(random) < shape.flipFraction ? 1 : 0;
+    list[i].aux[0] = shape.aux1First + shape.aux1Step * i;
+    list[i].aux[1] = list[i].aux[2] = 0.0;
     double telescope[3] = {star[0], star[1], star[2]};
-    applyModelTerms(engine, i, telescope);
-    directionToHaDec(engine, star, list.starHa[i], list.starDec[i]);
-    directionToHaDec(engine, telescope, list.telHa[i], list.telDec[i]);
-    list.telHa[i] += shape.noiseArcsec * kArcsecond * gauss(random) / std::cos(list.telDec[i]);
-    list.telDec[i] += shape.noiseArcsec * kArcsecond * gauss(random);
-    list.starHaWork[i] = list.starHa[i];
-    list.starDecWork[i] = list.starDec[i];
-    list.telHaWork[i] = list.telHa[i];
-    list.telDecWork[i] = list.telDec[i];
+    const EvaluationContext context = evaluationContext(engine);
+    applyModelTerms(context, engine.model, list[i], telescope);
+    directionToHaDec(context, star, list[i].starHa, list[i].starDec);
+    directionToHaDec(context, telescope, list[i].telHa, list[i].telDec);
+    list[i].telHa += shape.noiseArcsec * kArcsecond * gauss(random) / std::cos(list[i].telDec);
+    list[i].telDec += shape.noiseArcsec * kArcsecond * gauss(random);
+    list[i].starHaWork = list[i].starHa;
+    list[i].starDecWork = list[i].starDec;
+    list[i].telHaWork = list[i].telHa;
+    list[i].telDecWork = list[i].telDec;
   }
-  list.status[shape.stars] = kStatusEndOfList;
+  list[shape.stars].status = kStatusEndOfList;
 }
 
 // The model's coefficients (first) or sigmas (second) in arcseconds.
 inline std::vector<double> coefficients(const Engine& engine, bool sigmas = false) {
   std::vector<double> values;
-  for (int i = 0; i < kMaxModelTerms && engine.model.termNumber[i] != 0; ++i) {
-    values.push_back((sigmas ? engine.model.coefSigma[i] : engine.model.coefValue[i]) / kArcsecond);
+  for (int i = 0; i < kMaxModelTerms && engine.model[i].term != 0; ++i) {
+    values.push_back((sigmas ? engine.model[i].sigma : engine.model[i].value) / kArcsecond);
   }
   return values;
 }
@@ -134,10 +136,12 @@ inline NormalSolution solveNormalEquations(const std::vector<std::vector<double>
 inline std::vector<double> residuals(Engine& engine) {
   std::vector<double> r;
   const ObservationList& list = engine.observations;
-  for (int i = 0; i < kObservationSlots && list.status[i] >= 0; ++i) {
-    if (list.status[i] == kStatusMasked) continue;
+  for (int i = 0; i < kObservationSlots && list[i].status >= 0; ++i) {
+    if (list[i].status == kStatusMasked) continue;
     double corrected[3], target[3];
-    applyModel(engine, i, corrected, target);
+    const EvaluationContext context = evaluationContext(engine);
+    observationDirections(context, list[i], corrected, target);
+    applyModelTerms(context, engine.model, list[i], corrected);
     for (int c = 0; c < 3; ++c) r.push_back((target[c] - corrected[c]) / kArcsecond);
   }
   return r;
@@ -150,14 +154,14 @@ inline std::vector<double> residuals(Engine& engine) {
 inline std::pair<std::vector<double>, std::vector<double>> referenceStep(Engine& engine) {
   const std::vector<double> r = residuals(engine);
   std::vector<std::vector<double>> jacobian;
-  for (int j = 0; j < kMaxModelTerms && engine.model.termNumber[j] != 0; ++j) {
-    const double value = engine.model.coefValue[j];
+  for (int j = 0; j < kMaxModelTerms && engine.model[j].term != 0; ++j) {
+    const double value = engine.model[j].value;
     auto at = [&](double arcsec) {
-      engine.model.coefValue[j] = value + arcsec * kArcsecond;
+      engine.model[j].value = value + arcsec * kArcsecond;
       return residuals(engine);
     };
     const std::vector<double> minus = at(-0.01), plus = at(0.01);
-    engine.model.coefValue[j] = value;
+    engine.model[j].value = value;
     jacobian.emplace_back();  // the model's derivative: minus the residual's
     for (std::size_t k = 0; k < r.size(); ++k) jacobian[j].push_back((minus[k] - plus[k]) / 0.02);
   }

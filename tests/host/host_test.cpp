@@ -6,30 +6,33 @@
 #include <memory>
 #include <string>
 
+#include "host/message_buffer.h"
 #include "support/session.h"
 
 namespace zenfit::test {
 namespace {
 
 TEST(MessageBuffer, OverflowCountsTheTextBeforeItsLineFeedsBecomeCrLf) {
-  auto engine = std::make_unique<Engine>();
-  const char* buffer = engine->host.buffer;
-  for (int i = 0; i < 5; ++i) msgOut(*engine, 'I', std::string(398, 'y').c_str());
+  host::MessageBuffer buffer;
+  auto say = [&](const std::string& text, Channel channel = Channel::Main) {
+    buffer.write({Severity::Info, channel, TextKind::Text, text});
+  };
+  for (int i = 0; i < 5; ++i) say(std::string(398, 'y'));
   // 1990 bytes and ten line feeds make 2000: they fit, and are stored as CR LF.
-  msgOut(*engine, 'I', "\n\n\n\n\n\n\n\n\n\n");
-  EXPECT_EQ(std::string(buffer).substr(1985), "yyyyy\r\n\r\n\r\n\r\n\r\n\r\n\r\n\r\n\r\n\r\n");
+  say("\n\n\n\n\n\n\n\n\n\n", Channel::Primary);
+  EXPECT_EQ(std::string(buffer.text()).substr(1985),
+            "yyyyy\r\n\r\n\r\n\r\n\r\n\r\n\r\n\r\n\r\n\r\n");
   // Anything more passes 2000: the older text goes as a whole, the new stays.
-  msgOut(*engine, 'E', "A\nB\n");
-  EXPECT_EQ(std::string(buffer), "A\r\nB\r\n");
+  say("A\nB\n", Channel::Secondary);
+  EXPECT_EQ(std::string(buffer.text()), "A\r\nB\r\n");
 }
 
 TEST(CancelHandler, ArmsTakesRequestsClearsAndDisarms) {
-  auto engine = std::make_unique<Engine>();
+  host::CancelHandler handler;
   // (operation, result): 0 query, 1 arm, 2 clear, 3 disarm, 4 request.
   const int steps[][2] = {{4, 0}, {0, 0}, {1, 1}, {1, 0}, {4, 1},
                           {0, 1}, {2, 1}, {0, 0}, {3, 1}, {3, 0}};
-  for (const auto& [op, result] : steps) EXPECT_EQ(builtinCancelHandler(*engine, op), result) << op;
-  EXPECT_EQ(cancelPoll(*engine, 0), 0);  // the engine's own poll never cancels
+  for (const auto& [op, result] : steps) EXPECT_EQ(handler(op), result) << op;
 }
 
 TEST(HostSession, ShowNeverPrintsTheMarkerHeightBecauseHostsParseTheListingAsItStands) {

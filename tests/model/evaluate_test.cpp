@@ -11,8 +11,9 @@
 #include <memory>
 #include <utility>
 
-#include "engine.h"
+#include "data/observations.h"
 #include "model/generic.h"
+#include "model/model.h"
 
 namespace zenfit::test {
 namespace {
@@ -148,19 +149,25 @@ constexpr double kC = 1e-8;
 
 class Evaluation : public ::testing::Test {
  protected:
-  std::unique_ptr<Engine> engine = std::make_unique<Engine>();
-  void SetUp() override { loadTermNames(*engine); }
+  TermTable terms;
+  AdjustSense sense = AdjustSense::Telescope;
+  void SetUp() override { loadTermNames(terms); }
+
+  EvaluationContext at(double phi) const {
+    RunState run;
+    run.sinLat = sin(phi);
+    run.cosLat = cos(phi);
+    return evaluationContext(terms, run, sense);
+  }
 
   // The effect of one unit of a term at a site, from the change of the
   // place a small coefficient makes, in the frame asked for.
   P effect(const char* name, const Site& site, bool horizon, int pier = 0) {
-    engine->run.sinLat = sin(site.phi);
-    engine->run.cosLat = cos(site.phi);
     double base[3], moved[3];
     directionOf(site, base);
     directionOf(site, moved);
-    const int term = resolveTermName(*engine, name, 1, nullptr);
-    EXPECT_EQ(evaluateTerm(*engine, term, kC, kAux, pier, base, moved), 0) << name;
+    const int term = resolveTermName(terms, name, 1, nullptr);
+    EXPECT_EQ(evaluateTerm(at(site.phi), term, kC, kAux, pier, base, moved), 0) << name;
     const Sky b = skyOf(base, site.phi), a = skyOf(moved, site.phi);
     if (horizon) return {std::remainder(a.A - b.A, 2 * M_PI) / kC, (a.E - b.E) / kC};
     return {std::remainder(a.h - b.h, 2 * M_PI) / kC, (a.d - b.d) / kC};
@@ -183,7 +190,7 @@ class Evaluation : public ::testing::Test {
 
 TEST_F(Evaluation, EveryTermGivesItsClassicalFirstOrderEffect) {
   for (int i = 0; i < kStandardTermCount - 1; ++i) {
-    ASSERT_STREQ(kLaws[i].name, termName(engine->terms, i + 1)) << "every standard term, in order";
+    ASSERT_STREQ(kLaws[i].name, terms.name(i + 1)) << "every standard term, in order";
   }
   for (const Law& law : kLaws) {
     for (const Site& site : kSites) {
@@ -198,14 +205,14 @@ TEST_F(Evaluation, EveryTermGivesItsClassicalFirstOrderEffect) {
 }
 
 TEST_F(Evaluation, AdjustStarsReversesEveryCorrection) {
-  for (const Law& law : kLaws) resolveTermName(*engine, law.name, 1, nullptr);
-  for (int term = 1; term <= engine->terms.termNameCount; ++term) {
-    const char* name = termName(engine->terms, term);
+  for (const Law& law : kLaws) resolveTermName(terms, law.name, 1, nullptr);
+  for (int term = 1; term <= terms.termNameCount; ++term) {
+    const char* name = terms.name(term);
     for (const Site& site : kSites) {
       for (int pier = 0; pier <= 1; ++pier) {
-        engine->settings.adjustSense = 1;
+        sense = AdjustSense::Telescope;
         const P telescope = effect(name, site, kEq, pier);
-        engine->settings.adjustSense = 2;
+        sense = AdjustSense::Stars;
         const P stars = effect(name, site, kEq, pier);
         const double size = std::max(1.0, std::hypot(telescope.first, telescope.second));
         EXPECT_NEAR(stars.first, -telescope.first, 1e-6 * size) << name << " pier " << pier;
@@ -234,18 +241,20 @@ TEST_F(Evaluation, OverThePoleTermsOfTheMountReverseAndTermsOfTheSkyDoNot) {
 TEST_F(Evaluation, ChainedTermsSeeTheCorrectedPlaceAndParallelTermsTheSameBase) {
   // IH then HCES (dh = c sin h), with coefficients large enough for the
   // point HCES is evaluated at to show.
-  engine->run.sinLat = sin(0.6);
-  engine->run.cosLat = cos(0.6);
-  engine->observations.starHa[0] = 0.5;
-  engine->observations.starDec[0] = 0.2;
-  useTerms(*engine, "IH HCES");
-  engine->model.coefValue[0] = 0.1;
-  engine->model.coefValue[1] = 0.05;
+  const EvaluationContext context = at(0.6);
+  Observation observation;
+  observation.starHa = 0.5;
+  observation.starDec = 0.2;
+  Model model;
+  useTerms(model, terms, readTermList(terms, "IH HCES"));
+  model[0].value = 0.1;
+  model[1].value = 0.05;
   for (const bool parallel : {false, true}) {
-    if (parallel) parallelTerms(*engine, "HCES");
+    if (parallel) parallelTerms(model, readTermList(terms, "HCES"));
     double corrected[3], target[3], h = 0, d = 0;
-    ASSERT_EQ(applyModel(*engine, 0, corrected, target), 0);
-    directionToHaDec(*engine, corrected, h, d);
+    observationDirections(context, observation, corrected, target);
+    ASSERT_EQ(applyModelTerms(context, model, observation, corrected), 0);
+    directionToHaDec(context, corrected, h, d);
     EXPECT_NEAR(h, 0.6 + 0.05 * sin(parallel ? 0.5 : 0.6), 1e-12) << "parallel " << parallel;
     EXPECT_NEAR(d, 0.2, 1e-12);
   }
@@ -257,19 +266,19 @@ TEST_F(Evaluation, GenericNamesFollowTheTemplateGrammar) {
       {"HXSH2CD", "HRFCIFC"}, {"HXSHCD2", "HRFCFCI"}, {"HUSZCQ", "HRFCFC"}};
   for (const auto& [name, slots] : good) {
     char matched[kTermNameSize] = "?";
-    EXPECT_EQ(resolveTermName(*engine, name, 0, matched), 0) << name;
+    EXPECT_EQ(resolveTermName(terms, name, 0, matched), 0) << name;
     EXPECT_STREQ(matched, slots) << name;
   }
   for (const char* bad : {"", "HX", "HXSB", "HQSH", "PXHD2", "PXH22", "hxsh2", "HX SH"}) {
-    EXPECT_EQ(resolveTermName(*engine, bad, 1, nullptr), -1) << '"' << bad << '"';
+    EXPECT_EQ(resolveTermName(terms, bad, 1, nullptr), -1) << '"' << bad << '"';
   }
   // Eight-letter names fit HRFCFCII, HRFCIFCI or HRFCIIFC letter by letter
   // but are never generic terms: model files written over the years rely on
   // such names being refused.
   for (const char* name : {"HXSHCD12", "HXSH2CD3", "HXSH12CD"}) {
-    EXPECT_EQ(resolveTermName(*engine, name, 1, nullptr), -1) << name;
+    EXPECT_EQ(resolveTermName(terms, name, 1, nullptr), -1) << name;
   }
-  EXPECT_EQ(engine->terms.termNameCount, 54) << "nothing added";
+  EXPECT_EQ(terms.termNameCount, 54) << "nothing added";
 }
 
 }  // namespace

@@ -37,9 +37,9 @@ TEST(BadObservationFiles, NeverBreakTheList) {
     s.indat("Old\n+50 00 00\n180 40 180 40\n180 41 180 41\n");
     s.indat(file);
     ASSERT_EQ(s.count(), stored) << file;
-    EXPECT_EQ(s.list().status[stored], kStatusEndOfList) << file;
+    EXPECT_EQ(s.list()[stored].status, kStatusEndOfList) << file;
     for (int i = 0; i < stored; ++i) {
-      EXPECT_TRUE(std::isfinite(s.list().starHa[i]) && std::isfinite(s.list().telDec[i])) << file;
+      EXPECT_TRUE(std::isfinite(s.list()[i].starHa) && std::isfinite(s.list()[i].telDec)) << file;
     }
   }
 }

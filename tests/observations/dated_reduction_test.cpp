@@ -32,9 +32,9 @@ TEST(DatedReduction, AgreesWithAnIndependentReduction) {
     ASSERT_TRUE(!refracted || elevation > 20.0) << file;
     const double toleranceMas = refracted ? 200.0 : 50.0;
     const ObservationList& list = s.list();
-    EXPECT_LT(separationMas(list.starHa[0], list.starDec[0], ha, dec), toleranceMas) << file;
+    EXPECT_LT(separationMas(list[0].starHa, list[0].starDec, ha, dec), toleranceMas) << file;
     if (telescopeToo) {
-      EXPECT_LT(separationMas(list.telHa[0], list.telDec[0], ha, dec), toleranceMas) << file;
+      EXPECT_LT(separationMas(list[0].telHa, list[0].telDec, ha, dec), toleranceMas) << file;
     }
     ++cases;
     refractedCases += refracted;

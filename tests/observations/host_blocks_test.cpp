@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "constants.h"
+#include "base/constants.h"
 #include "observation_session.h"
 
 namespace zenfit::test {
@@ -27,12 +27,12 @@ bool all(const Bytes& bytes, std::size_t from, std::size_t to, unsigned char b =
 
 // The 192-byte block and the 80-byte point entries, lent to the engine with
 // room to spare: one entry past the 4999 the engine may fill.
-struct HostAreas {
+struct LentAreas {
   Bytes parms = Bytes(200, 0xA5);
   Bytes points = Bytes((kMaxObservations + 1) * 80, 0xA5);
-  explicit HostAreas(Engine& engine) {
-    engine.host.obsParms = parms.data();
-    engine.host.mapPts = points.data();
+  explicit LentAreas(Engine& engine) {
+    engine.hostAreas.obsParms = parms.data();
+    engine.hostAreas.mapPts = points.data();
   }
   double point(int entry, int index) const { return at<double>(points, entry * 80 + index * 8); }
 };
@@ -51,7 +51,7 @@ TEST(HostBlocks, RunParameterBlockHoldsEveryFieldAtItsOffset) {
       {"Undated\n-00 30 00\n", {0, 0, 'A'}, {1996, 1, 1}, {-0.5, 0, 0, 0, 0.5, 0.55, 0.0065}}};
   for (const Case& c : cases) {
     ObservationSession s;
-    HostAreas host(s.engine());
+    LentAreas host(s.engine());
     s.indat(c.file);
     const Bytes& p = host.parms;
     const std::string caption(c.file, std::strchr(c.file, '\n'));
@@ -63,14 +63,14 @@ TEST(HostBlocks, RunParameterBlockHoldsEveryFieldAtItsOffset) {
     for (int i = 0; i < 7; ++i) EXPECT_DOUBLE_EQ(at<double>(p, 136 + 8 * i), c.values[i]) << i;
   }
   ObservationSession s;  // a refused run-parameter record leaves the block alone
-  HostAreas host(s.engine());
+  LentAreas host(s.engine());
   s.indat("Bad\n+10 00\n180 40 180 40\n");
   EXPECT_TRUE(all(host.parms, 0, host.parms.size()));
 }
 
 TEST(HostBlocks, PointEntriesHoldTheReducedPositionsAndNeverPassTheLastSlot) {
   ObservationSession s;
-  HostAreas host(s.engine());
+  LentAreas host(s.engine());
   s.indat("Points\n+30 00 00\n"
           "13 00 00 +20 00 00  13 00 30 +20 30 00  12 00  1.25 -2.5\n"
           "11 00 00 -20 00 00  11 00 00 +100 00 00  12 15\n"  // over the pole

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "constants.h"
+#include "base/constants.h"
 #include "observation_session.h"
 
 namespace zenfit::test {
@@ -33,7 +33,7 @@ TEST(Mask, ByNumberAndByConditionOnEachQuantity) {
   for (const auto& [command, statuses] : steps) {
     EXPECT_EQ(s.run(command), std::string("* ") + command + "\n");
     std::string seen;
-    for (int i = 0; i < s.count(); ++i) seen += static_cast<char>('0' + s.list().status[i]);
+    for (int i = 0; i < s.count(); ++i) seen += static_cast<char>('0' + s.list()[i].status);
     EXPECT_EQ(seen, statuses) << command;
   }
 }
@@ -46,13 +46,13 @@ TEST(PerfectStars, SameStarsEachTimeWithinEightyDegreesOfTheZenithAtAnyLatitude)
     s.run(std::string("PERFCT ") + latitude);
     const int n = s.count();
     ASSERT_GT(n, 100) << latitude;
-    ASSERT_EQ(observationCount(first), n);
+    ASSERT_EQ(first.count(), n);
     const double lat = std::atof(latitude) * kRadianPerDegree;
     for (int i = 0; i < n; ++i) {
-      const double ha = s.list().starHa[i];
-      const double dec = s.list().starDec[i];
-      EXPECT_TRUE(ha == first.starHa[i] && dec == first.starDec[i]) << latitude << " " << i;
-      EXPECT_TRUE(ha == s.list().telHa[i] && dec == s.list().telDec[i]);  // no pointing error
+      const double ha = s.list()[i].starHa;
+      const double dec = s.list()[i].starDec;
+      EXPECT_TRUE(ha == first[i].starHa && dec == first[i].starDec) << latitude << " " << i;
+      EXPECT_TRUE(ha == s.list()[i].telHa && dec == s.list()[i].telDec);  // no pointing error
       EXPECT_GE(std::cos(ha) * std::cos(dec) * std::cos(lat) + std::sin(dec) * std::sin(lat),
                 std::cos(80.0 * kRadianPerDegree) - 1e-12) << latitude << " " << i;
     }
@@ -60,7 +60,7 @@ TEST(PerfectStars, SameStarsEachTimeWithinEightyDegreesOfTheZenithAtAnyLatitude)
   ObservationSession s;
   s.indat("Site\n+12 15 00\n");
   s.run("PERFCT");  // at the latitude of the site
-  EXPECT_EQ(std::string(s.engine().run.caption), "Perfect stars, latitude +12.2 deg");
+  EXPECT_EQ(s.engine().run.caption, "Perfect stars, latitude +12.2 deg");
 }
 
 // Hosts read the aux columns of a synthetic list with the clearing pattern
@@ -68,12 +68,12 @@ TEST(PerfectStars, SameStarsEachTimeWithinEightyDegreesOfTheZenithAtAnyLatitude)
 // k+6 of the aux storage taken as one run of doubles, three per slot.
 TEST(PerfectStars, AuxClearingKeepsTheLongStandingPatternHostsRelyOn) {
   ObservationSession s;
-  for (auto& aux : s.list().aux) aux[0] = aux[1] = aux[2] = 7.0;
+  for (Observation& o : s.list().slots) o.aux[0] = o.aux[1] = o.aux[2] = 7.0;
   s.run("PERFCT 20");
   const int n = s.count();
   ASSERT_GT(n, 30);
   for (int flat = 0; flat < 3 * n; ++flat) {  // doubles 0 .. n + 5 are cleared
-    EXPECT_EQ(s.list().aux[flat / 3][flat % 3], flat < n + 6 ? 0.0 : 7.0) << "double " << flat;
+    EXPECT_EQ(s.list()[flat / 3].aux[flat % 3], flat < n + 6 ? 0.0 : 7.0) << "double " << flat;
   }
 }
 

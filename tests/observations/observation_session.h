@@ -15,7 +15,7 @@ class ObservationSession {
   std::string run(const std::string& line) { return session_.run(line); }
   Engine& engine() { return session_.engine(); }
   ObservationList& list() { return session_.engine().observations; }
-  int count() { return observationCount(list()); }
+  int count() { return list().count(); }
   // Writes text as obs.dat and reads it with INDAT; returns what INDAT said.
   std::string indat(const std::string& text) {
     write("obs.dat", text);

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "astro/vectors.h"
-#include "constants.h"
+#include "base/constants.h"
 #include "observation_session.h"
 
 namespace zenfit::test {
@@ -52,16 +52,16 @@ TEST(ObservationWriter, ReadingTheFileBackGivesThePositionsToPrintedPrecision) {
       const double el = std::asin(std::sin(dec) * std::sin(lat) +
                                   std::cos(dec) * std::cos(lat) * std::cos(ha));
       if (el < 10.5 * kRadianPerDegree || el > 89.5 * kRadianPerDegree) continue;
-      list.starHa[n] = ha;
-      list.starDec[n] = dec;
-      list.telHa[n] = wrapPi(ha + unit(random) * 5e-3);
+      list[n].starHa = ha;
+      list[n].starDec = dec;
+      list[n].telHa = wrapPi(ha + unit(random) * 5e-3);
       // A telescope not flagged over the pole must read below 90 degrees.
-      list.telDec[n] = std::clamp(dec + unit(random) * 5e-3, 1e-6 - kHalfPi, kHalfPi - 1e-6);
-      list.pierFlag[n] = n % 5 == 0 ? 1 : 0;
-      list.aux[n][0] = n % 7 == 0 ? 0.0 : std::round(unit(random) * 5e5) / 1e5;
-      list.aux[n][1] = n % 2 == 0 ? 0.0 : -12.5;
-      list.status[n] = kStatusActive;
-      list.status[++n] = kStatusEndOfList;
+      list[n].telDec = std::clamp(dec + unit(random) * 5e-3, 1e-6 - kHalfPi, kHalfPi - 1e-6);
+      list[n].pierFlag = n % 5 == 0 ? 1 : 0;
+      list[n].aux[0] = n % 7 == 0 ? 0.0 : std::round(unit(random) * 5e5) / 1e5;
+      list[n].aux[1] = n % 2 == 0 ? 0.0 : -12.5;
+      list[n].status = kStatusActive;
+      list[++n].status = kStatusEndOfList;
     }
     const ObservationList before = list;
     ASSERT_EQ(s.run("OUTDAT trip"), "* OUTDAT trip\n");
@@ -70,13 +70,13 @@ TEST(ObservationWriter, ReadingTheFileBackGivesThePositionsToPrintedPrecision) {
     const double ha = 0.5e-6 * kRadianPerTimeSecond + 1e-13;  // half the printed units
     const double dec = 0.5e-5 * kRadianPerArcsec + 1e-13;
     for (int i = 0; i < n; ++i) {
-      EXPECT_NEAR(wrapPi(list.starHa[i] - before.starHa[i]), 0.0, ha) << site << " " << i;
-      EXPECT_NEAR(wrapPi(list.telHa[i] - before.telHa[i]), 0.0, ha) << site << " " << i;
-      EXPECT_NEAR(list.starDec[i], before.starDec[i], dec) << site << " " << i;
-      EXPECT_NEAR(list.telDec[i], before.telDec[i], dec) << site << " " << i;
-      EXPECT_NEAR(list.aux[i][0], before.aux[i][0], 0.5e-5) << site << " " << i;
-      EXPECT_NEAR(list.aux[i][1], before.aux[i][1], 0.5e-5) << site << " " << i;
-      EXPECT_EQ(list.pierFlag[i], before.pierFlag[i]) << site << " " << i;
+      EXPECT_NEAR(wrapPi(list[i].starHa - before[i].starHa), 0.0, ha) << site << " " << i;
+      EXPECT_NEAR(wrapPi(list[i].telHa - before[i].telHa), 0.0, ha) << site << " " << i;
+      EXPECT_NEAR(list[i].starDec, before[i].starDec, dec) << site << " " << i;
+      EXPECT_NEAR(list[i].telDec, before[i].telDec, dec) << site << " " << i;
+      EXPECT_NEAR(list[i].aux[0], before[i].aux[0], 0.5e-5) << site << " " << i;
+      EXPECT_NEAR(list[i].aux[1], before[i].aux[1], 0.5e-5) << site << " " << i;
+      EXPECT_EQ(list[i].pierFlag, before[i].pierFlag) << site << " " << i;
     }
   }
 }

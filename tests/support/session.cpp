@@ -1,6 +1,5 @@
 #include "support/session.h"
 
-#include "command/startup.h"
 
 namespace zenfit::test {
 
@@ -13,23 +12,23 @@ void ScratchDir::copyFrom(const std::string& folder) const {
 
 Session::Session(const std::string& folder, const char* input)
     : folder_(folder), engine_(std::make_unique<Engine>()) {
-  WorkingDirectory here(folder_);
-  StartupOptions options;
-  options.inputName = input;
-  options.sink = {this, [](void* self, const char* text, MessageKind) {
-                    static_cast<Session*>(self)->captured_ += text;
-                  }};
-  status_ = startup(*engine_, options);
-  startup_ = captured_;
+  engine_->workdir = folder_;
+  engine_->hooks.output = &captured_;
+  if (input != nullptr && input[0] != '\0') {
+    input_.reset(std::fopen((folder_ + "/" + input).c_str(), "r"));
+    lines_ = std::make_unique<StreamInput>(input_.get());
+    engine_->hooks.input = lines_.get();
+  }
+  status_ = startEngine(*engine_, {});
+  startup_ = captured_.text();
 }
 
-Session::~Session() { shutdown(*engine_); }
+Session::~Session() { shutdownEngine(*engine_); }
 
 std::string Session::run(const std::string& line) {
-  WorkingDirectory here(folder_);
-  const std::size_t before = captured_.size();
+  const std::size_t before = captured_.text().size();
   runLine(*engine_, line.c_str());
-  return captured_.substr(before);
+  return captured_.text().substr(before);
 }
 
 std::string Session::runAll(const std::string& lines) {

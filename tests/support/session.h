@@ -10,7 +10,7 @@
 #include <sstream>
 #include <string>
 
-#include "engine.h"
+#include "command/engine.h"
 
 namespace zenfit::test {
 
@@ -69,7 +69,7 @@ class Session {
   Engine& engine() { return *engine_; }
   const std::string& startupText() const { return startup_; }
   int startupStatus() const { return status_; }
-  const std::string& transcript() const { return captured_; }  // all text so far
+  const std::string& transcript() const { return captured_.text(); }  // all text so far
 
  private:
   friend std::string runBatchSession(const std::string& folder, const std::string& script);
@@ -77,7 +77,10 @@ class Session {
 
   std::string folder_;
   std::unique_ptr<Engine> engine_;
-  std::string captured_, startup_;
+  TextSink captured_;
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> input_{nullptr, std::fclose};
+  std::unique_ptr<StreamInput> lines_;
+  std::string startup_;
   int status_ = 0;
 };
 

@@ -8,6 +8,16 @@
 
 namespace zenfit {
 
+// One number read from a text field.
+struct DecodedNumber {
+  double value = 0.0;      // meaningful when present
+  bool present = false;    // a number was read
+  bool negative = false;   // it carried a minus sign (also "-0")
+  bool malformed = false;  // the field is not a number
+  // No number here (an empty field, a comma, the end, or a letter).
+  bool absent() const { return !present && !malformed; }
+};
+
 // Outcome of one decode.
 enum DecodeStatus : int {
   kDecodedNumber = 0,     // a number, not negative
@@ -27,10 +37,14 @@ inline constexpr int kMaxFields = 20;
 // success pos is left at the start of the next field.
 void decodeNumber(const char* text, int& pos, double& value, int& status);
 
-// As decodeNumber, for command arguments: a field that starts with a
-// character that cannot begin a number (a letter, say) is an error rather
-// than an absent field.
-void decodeArgument(const char* text, int& pos, double& value, int& status);
+// decodeNumber as one result; pos is 1-based and moves as decodeNumber
+// moves it. A field that starts with a letter is absent, and pos stays on
+// the letter.
+DecodedNumber decodeNumberAt(const char* text, int& pos);
+
+// A whole number that fits 32 bits: a fraction or a larger value is
+// malformed.
+DecodedNumber decodeIntegerAt(const char* text, int& pos);
 
 // As decodeNumber; a number led by B/b gives kind 1, by J/j kind 2.
 void decodeEpoch(const char* text, int& pos, double& value, int& status, int& kind);

@@ -1,10 +1,8 @@
-#include "command/lexer.h"
+#include "base/text.h"
 
 #include <cctype>
-#include <cmath>
 #include <cstring>
 
-#include "data/decode.h"
 
 namespace zenfit {
 namespace {
@@ -92,12 +90,12 @@ bool readTextLine(std::FILE* stream, int n, char* line) {
   return any;
 }
 
-int readLine(std::FILE* stream, int n, char* raw, char* echo, char* command) {
-  if (!readTextLine(stream, n, raw)) {
-    raw[0] = echo[0] = command[0] = '\0';
+int readLine(std::FILE* stream, PreparedLine& line) {
+  if (!readTextLine(stream, kLineLength, line.raw)) {
+    line.raw[0] = line.echo[0] = line.command[0] = '\0';
     return -1;
   }
-  return prepareLine(n, raw, echo, command);
+  return prepareLine(line);
 }
 
 void nextWord(int m, const char* line, int& cursor, char* word) {
@@ -140,17 +138,6 @@ int restOfLine(const char* source, int m, char* destination) {
   }
   destination[count] = '\0';
   return static_cast<int>(std::strlen(source));
-}
-
-int readInteger(const char* line, int& pos, int& value) {
-  double number = 0.0;
-  int status = kDecodedNull;
-  decodeArgument(line, pos, number, status);
-  if (status == kDecodedNumber || status == kDecodedNegative) {
-    if (number != std::floor(number) || std::fabs(number) > 2147483647.0) return kDecodedError;
-    value = static_cast<int>(number);
-  }
-  return status;
 }
 
 const char* textFrom(const char* line, int start) {

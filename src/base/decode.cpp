@@ -1,6 +1,6 @@
-#include "data/decode.h"
+#include "base/decode.h"
 
-#include "constants.h"
+#include "base/constants.h"
 
 #include <cmath>
 #include <cstring>
@@ -138,10 +138,24 @@ void decodeNumber(const char* text, int& pos, double& value, int& status) {
   status = negative ? kDecodedNegative : kDecodedNumber;
 }
 
-void decodeArgument(const char* text, int& pos, double& value, int& status) {
-  decodeNumber(text, pos, value, status);
-  const int length = static_cast<int>(std::strlen(text));
-  if (status == kDecodedNull && classAt(text, pos, length) == kOther) status = kDecodedError;
+DecodedNumber decodeNumberAt(const char* text, int& pos) {
+  DecodedNumber number;
+  int status = kDecodedNull;
+  decodeNumber(text, pos, number.value, status);
+  number.present = status == kDecodedNumber || status == kDecodedNegative;
+  number.negative = status == kDecodedNegative;
+  number.malformed = status == kDecodedError;
+  return number;
+}
+
+DecodedNumber decodeIntegerAt(const char* text, int& pos) {
+  DecodedNumber number = decodeNumberAt(text, pos);
+  if (number.present &&
+      (number.value != std::floor(number.value) || std::fabs(number.value) > 2147483647.0)) {
+    number.present = false;
+    number.malformed = true;
+  }
+  return number;
 }
 
 void decodeEpoch(const char* text, int& pos, double& value, int& status, int& kind) {

@@ -1,12 +1,10 @@
-// The plotting subsystem: the graphics device, its settings and the plot
-// commands. This engine's device draws nothing; a device that draws (for
-// example to a file) implements GraphicsDevice and is installed in place of
-// the null device without any change to the commands.
+// The graphics device the plot commands draw on.
+//
+// A device that draws (to a file, to memory) implements GraphicsDevice; the
+// null device accepts everything and draws nothing.
 #pragma once
 
 namespace zenfit {
-
-struct Engine;
 
 inline constexpr int kPenRoles = 6;  // frame, caption, axes, labels, points, offpoints
 
@@ -39,7 +37,10 @@ class NullDevice final : public GraphicsDevice {
   int open() override { return 0; }
   void close() override {}
   int penCount() const override { return 8; }
-  void defaultPens(int pens[kPenRoles]) const override;
+  void defaultPens(int pens[kPenRoles]) const override {
+    static const int kDefaults[kPenRoles] = {1, 1, 1, 1, 2, 3};
+    for (int i = 0; i < kPenRoles; ++i) pens[i] = kDefaults[i];
+  }
   void setZone(double, double, double, double) override {}
   void clear(int) override {}
   void setPen(int) override {}
@@ -51,31 +52,5 @@ class NullDevice final : public GraphicsDevice {
   void text(double, double, double, const char*) override {}
   void endPlot() override {}
 };
-
-struct PlotState {
-  NullDevice nullDevice;
-  GraphicsDevice* installed = nullptr;  // the device PLTON opens (null device if unset)
-  GraphicsDevice* current = nullptr;    // the open device, null when none
-  int graphicsState = 0;                // 2: a finished plot awaits acknowledgement
-  int pens[kPenRoles] = {-1, -1, -1, -1, -1, -1};
-  int fonts[2] = {1, 1};                // caption, labels
-  int textPrecision = 2;
-  double zone[4] = {0.0, 0.0, 1.0, 1.0};
-};
-
-// Start-up: settles the pens against the installed device's defaults.
-void resetGraphics(Engine& engine);
-// Closes the device at the end of a session.
-void shutdownGraphics(Engine& engine);
-// The device PLTON opens.
-GraphicsDevice& installedDevice(Engine& engine);
-
-void cmdPlton(Engine& engine);
-void cmdPltoff(Engine& engine);
-void cmdPltz(Engine& engine);
-void cmdPens(Engine& engine);
-void cmdTxf(Engine& engine);
-void cmdTxp(Engine& engine);
-void cmdPlot(Engine& engine);  // G, GAM, GC, GDIST, GHYST, GMAP, GSCAT, GSMAP
 
 }  // namespace zenfit

@@ -1,29 +1,21 @@
-#include "plot/plot.h"
+// The plot commands and the settings of the graphics device: PLTON,
+// PLTOFF, PLTZ, PENS, TXF, TXP and the plots themselves.
+#include "command/plot_commands.h"
 
 #include <cstdio>
 
-#include "data/decode.h"
-#include "engine.h"
+#include "command/arguments.h"
+#include "command/command_table.h"
+#include "command/engine.h"
+#include "command/texts.h"
 
 namespace zenfit {
 namespace {
 
-void done(Engine& engine) { engine.dispatch.status = kStatusDone; }
-
 bool requireDevice(Engine& engine) {
   if (engine.plot.current != nullptr) return true;
-  msgOut(engine, 'E', "No graphics device!\n");
+  say(engine, Severity::Error, texts::kNoGraphicsDevice);
   return false;
-}
-
-// Reads an optional integer argument; false for a malformed one.
-bool optionalInteger(const char* line, int& pos, int& value, bool& present) {
-  int read = value;
-  const int status = readInteger(line, pos, read);
-  if (status == kDecodedError) return false;
-  present = (status != kDecodedNull);
-  if (present) value = read;
-  return true;
 }
 
 // Hands the session's pens, fonts, precision and zone to the open device.
@@ -35,11 +27,6 @@ void applySettings(PlotState& plot) {
 }
 
 }  // namespace
-
-void NullDevice::defaultPens(int pens[kPenRoles]) const {
-  static const int kDefaults[kPenRoles] = {1, 1, 1, 1, 2, 3};
-  for (int i = 0; i < kPenRoles; ++i) pens[i] = kDefaults[i];
-}
 
 GraphicsDevice& installedDevice(Engine& engine) {
   return engine.plot.installed != nullptr ? *engine.plot.installed : engine.plot.nullDevice;
@@ -66,14 +53,14 @@ void shutdownGraphics(Engine& engine) {
   plot.graphicsState = 0;
 }
 
-void cmdPlton(Engine& engine) {
+void cmdPlton(Engine& engine, Arguments&) {
   PlotState& plot = engine.plot;
   GraphicsDevice& device = installedDevice(engine);
   if (plot.current != &device) {
     if (plot.current != nullptr) plot.current->close();
     if (device.open() != 0) {
       plot.current = nullptr;
-      msgOut(engine, 'E', "No graphics device!\n");
+      say(engine, Severity::Error, texts::kNoGraphicsDevice);
       return;
     }
     plot.current = &device;
@@ -83,25 +70,24 @@ void cmdPlton(Engine& engine) {
   done(engine);
 }
 
-void cmdPltoff(Engine& engine) {
+void cmdPltoff(Engine& engine, Arguments&) {
   shutdownGraphics(engine);
   done(engine);
 }
 
-void cmdPltz(Engine& engine) {
+void cmdPltz(Engine& engine, Arguments& arguments) {
   double zone[4] = {0.0, 0.0, 1.0, 1.0};
-  int pos = 5;
   for (double& value : zone) {
-    int status = kDecodedNull;
-    decodeArgument(engine.lines.command, pos, value, status);
-    if (status == kDecodedError) {
-      msgOut(engine, 'E', "Parameter error!\n");
+    const DecodedNumber number = arguments.number();
+    if (number.malformed) {
+      say(engine, Severity::Error, texts::kParameterError);
       return;
     }
+    if (number.present) value = number.value;
   }
   const bool inside = zone[0] >= 0.0 && zone[1] >= 0.0 && zone[2] <= 1.0 && zone[3] <= 1.0;
   if (!inside || zone[0] >= zone[2] || zone[1] >= zone[3]) {
-    msgOut(engine, 'E', "Parameter error!\n");
+    say(engine, Severity::Error, texts::kParameterError);
     return;
   }
   for (int i = 0; i < 4; ++i) engine.plot.zone[i] = zone[i];
@@ -109,78 +95,79 @@ void cmdPltz(Engine& engine) {
   done(engine);
 }
 
-void cmdPens(Engine& engine) {
+void cmdPens(Engine& engine, Arguments& arguments) {
   static const char* const kRoles[kPenRoles] = {"     frame", "   caption", "      axes",
                                                 "    labels", "    points", " offpoints"};
   PlotState& plot = engine.plot;
   const int penCount = installedDevice(engine).penCount();
   int pens[kPenRoles];
-  int pos = 5;
   for (int i = 0; i < kPenRoles; ++i) {
     pens[i] = plot.pens[i];
-    bool present = false;
-    if (!optionalInteger(engine.lines.command, pos, pens[i], present)) {
-      msgOut(engine, 'E', "Parameter error!\n");
+    const DecodedNumber pen = arguments.integer();
+    if (pen.malformed) {
+      say(engine, Severity::Error, texts::kParameterError);
       return;
     }
-    if (present && (pens[i] < 1 || pens[i] > penCount)) {
-      msgOutF(engine, 'E', "Unacceptable pen: %d!\n", pens[i]);
+    if (!pen.present) continue;
+    pens[i] = static_cast<int>(pen.value);
+    if (pens[i] < 1 || pens[i] > penCount) {
+      sayf(engine, Severity::Error, "Unacceptable pen: %d!\n", pens[i]);
       return;
     }
   }
   for (int i = 0; i < kPenRoles; ++i) {
     plot.pens[i] = pens[i];
-    msgOutF(engine, 'I', "%s will be plotted with pen %d\n", kRoles[i], pens[i]);
+    sayf(engine, Severity::Info, "%s will be plotted with pen %d\n", kRoles[i], pens[i]);
   }
   done(engine);
 }
 
-void cmdTxf(Engine& engine) {
+void cmdTxf(Engine& engine, Arguments& arguments) {
   if (!requireDevice(engine)) return;
   PlotState& plot = engine.plot;
   int fonts[2] = {plot.fonts[0], plot.fonts[1]};
-  int pos = 4;
   for (int& font : fonts) {
-    bool present = false;
-    if (!optionalInteger(engine.lines.command, pos, font, present)) {
-      msgOut(engine, 'E', "Illegal argument!\n");
+    const DecodedNumber number = arguments.integer();
+    if (number.malformed) {
+      say(engine, Severity::Error, texts::kIllegalArgument);
       return;
     }
-    if (present && font <= 0) return;  // refused without a message
+    if (!number.present) continue;
+    font = static_cast<int>(number.value);
+    if (font <= 0) return;  // refused without a message
   }
   plot.fonts[0] = fonts[0];
   plot.fonts[1] = fonts[1];
   plot.current->setFont(fonts[0]);
-  msgOutF(engine, 'I', " Caption will be plotted using font %d\n", fonts[0]);
-  msgOutF(engine, 'I', " Labels  will be plotted using font %d\n", fonts[1]);
+  sayf(engine, Severity::Info, " Caption will be plotted using font %d\n", fonts[0]);
+  sayf(engine, Severity::Info, " Labels  will be plotted using font %d\n", fonts[1]);
   done(engine);
 }
 
-void cmdTxp(Engine& engine) {
+void cmdTxp(Engine& engine, Arguments& arguments) {
   if (!requireDevice(engine)) return;
   PlotState& plot = engine.plot;
-  int precision = plot.textPrecision;
-  int pos = 4;
-  bool present = false;
-  if (!optionalInteger(engine.lines.command, pos, precision, present) ||
-      (present && (precision < -1 || precision > 2))) {
-    msgOut(engine, 'E', "Illegal argument!\n");
+  const DecodedNumber number = arguments.integer();
+  const int precision = number.present ? static_cast<int>(number.value) : plot.textPrecision;
+  // A precision from the initialisation file may be out of range too.
+  if (number.malformed || precision < -1 || precision > 2) {
+    say(engine, Severity::Error, texts::kIllegalArgument);
     return;
   }
-  if (present && precision == -1) return;  // refused without a message
+  if (precision == -1) return;  // refused without a message
   static const char* const kNames[] = {"STRING", "CHAR", "STROKE"};
   plot.textPrecision = precision;
   plot.current->setTextPrecision(precision);
-  msgOut(engine, 'I', " Text will be plotted using ");
-  msgOut(engine, 'I', kNames[precision]);
-  msgOut(engine, 'I', " precision.\n");
+  say(engine, Severity::Info, " Text will be plotted using ");
+  say(engine, Severity::Info, kNames[precision]);
+  say(engine, Severity::Info, " precision.\n");
   done(engine);
 }
 
-void cmdPlot(Engine& engine) {
+void cmdPlot(Engine& engine, Arguments&) {
   // The plots draw nothing on this engine's device; they poll for a cancel
   // as a drawing plot would.
-  cancelPoll(engine, 0);
+  cancelRequested(engine);
   done(engine);
 }
 
