@@ -8,3 +8,7 @@ cmake -S . -B build-asan -DZENFIT_SANITIZE=ON -DZENFIT_BENCH=OFF -DCMAKE_BUILD_T
 cmake --build build-asan -j "$(nproc)"
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
   ctest --test-dir build-asan --output-on-failure -j "$(nproc)"
+# Engines in two threads at once, under ThreadSanitizer.
+cmake -S . -B build-tsan -DZENFIT_THREAD_SANITIZE=ON -DZENFIT_BENCH=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build build-tsan -j "$(nproc)" --target zenfit_thread_test
+TSAN_OPTIONS=halt_on_error=1 build-tsan/tests/zenfit_thread_test
