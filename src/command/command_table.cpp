@@ -78,4 +78,12 @@ CommandHandler findCommand(const char* word) {
   return nullptr;
 }
 
+std::vector<std::string> commandWords() {
+  std::vector<std::string> words;
+  for (const Command& command : kCommandTable) {
+    if (command.handler != cmdCsrv) words.emplace_back(command.word);
+  }
+  return words;
+}
+
 }  // namespace zenfit
