@@ -57,11 +57,15 @@ TEST(HelpLibrary, EveryCommandAndStandardTermHasAnEntry) {
     EXPECT_TRUE(contains(entry->text, "* USE")) << name;
     EXPECT_TRUE(contains(terms, "  " + std::string(name) + " ")) << name;
   }
-  // No topic word belongs to two entries; every line fits without wrapping.
+  // No topic word belongs to two entries or is too long to type; every line
+  // fits without wrapping.
   std::set<std::string> words;
   for (const Entry& entry : library.entries()) {
     EXPECT_FALSE(entry.summary.empty()) << entry.words[0];
-    for (const std::string& word : entry.words) EXPECT_TRUE(words.insert(word).second) << word;
+    for (const std::string& word : entry.words) {
+      EXPECT_TRUE(words.insert(word).second) << word;
+      EXPECT_LE(word.size(), 8u) << word;  // a command line's word is at most 8 letters
+    }
     for (const std::string& line : entry.text) EXPECT_LE(line.size(), kLineWidth) << line;
     for (const std::string& line : library.answer(entry.words[0])) EXPECT_LE(line.size(), kLineWidth);
   }
