@@ -75,7 +75,9 @@ const Command* findCommand(const char* word) {
 
 std::vector<std::string> commandWords() {
   std::vector<std::string> words;
-  for (const Command& command : kCommandTable) words.emplace_back(command.word);
+  for (const Command& command : kCommandTable) {
+    if (command.handler != cmdCsrv) words.emplace_back(command.word);
+  }
   return words;
 }
 

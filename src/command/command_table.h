@@ -21,9 +21,7 @@ struct Command {
 // Looks the word up in table order (exact keyword match); null if absent.
 const Command* findCommand(const char* word);
 
-// The words of the table, in order (the hidden coefficient command
-// "csrv" included), and the words that end a session.
-std::vector<std::string> commandWords();
+// Whether a word ends the session (END, QUIT, QU, ".").
 bool isEndWord(const char* word);
 
 // ---- The handlers, by subsystem.
@@ -84,5 +82,9 @@ void cmdPens(Engine&, Arguments&);
 void cmdTxf(Engine&, Arguments&);
 void cmdTxp(Engine&, Arguments&);
 void cmdPlot(Engine&, Arguments&);  // G, GAM, GC, GDIST, GHYST, GMAP, GSCAT, GSMAP
+
+// The words a user can type, in table order (the hidden "csrv" left out;
+// the end words END, QUIT, QU and "." are the dispatcher's, not the table's).
+std::vector<std::string> commandWords();
 
 }  // namespace zenfit
