@@ -124,6 +124,7 @@ void cmdIndat(Engine& engine, Arguments& arguments) {
   const ObservationRead read = readObservations(file.get(), engine.observations, engine.run,
                                                 engine.catalogue, cancelCheck(engine));
   fillHostAreas(engine, read);
+  if (read.run) engine.runDescription = read.run;
   emit(engine, observationReadReport(read, engine.run, engine.run.briefEcho != 0));
   if (read.outcome == ReadOutcome::Done) done(engine);
 }
@@ -189,6 +190,7 @@ void cmdPerfct(Engine& engine, Arguments& arguments) {
     say(engine, Severity::Error, "Latitude out of range!\n");
     return;
   }
+  engine.runDescription.reset();  // a synthetic list has no date or weather
   done(engine);
 }
 

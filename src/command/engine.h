@@ -23,6 +23,7 @@
 #include "command/output.h"
 #include "command/plot_state.h"
 #include "data/catalogue.h"
+#include "data/observation_reader.h"
 #include "data/observations.h"
 #include "fit/fit.h"
 #include "model/evaluate.h"
@@ -145,6 +146,7 @@ struct Engine {
   Model model;
   ObservationList observations;
   RunState run;
+  std::optional<RunDescription> runDescription;  // what the last INDAT's run parameters said
   Catalogue catalogue;
   FitSummary fit;
   PlotState plot;

@@ -1,6 +1,8 @@
 // The plot settings of an engine and the device its plot commands draw on.
 #pragma once
 
+#include <string>
+
 #include "plot/device.h"
 
 namespace zenfit {
@@ -14,6 +16,7 @@ struct PlotState {
   int fonts[2] = {1, 1};                // caption, labels
   int textPrecision = 2;
   double zone[4] = {0.0, 0.0, 1.0, 1.0};
+  std::string lastSvg;                  // the last plot drawn, as SVG text
 };
 
 }  // namespace zenfit

@@ -102,6 +102,7 @@ void resetSessionState(Engine& engine) {
   engine.run.caption = "No observations";
   engine.model.clear();
   engine.observations.clear();
+  engine.runDescription.reset();
   engine.run.obsPresent = -1;
   engine.run.appendMode = 0;
   engine.fit = FitSummary{};
