@@ -5,6 +5,7 @@
 
 #include "fit/svd.h"
 #include "fit/svd_steps.h"
+#include "model/wide_vectors.h"
 
 namespace zenfit {
 namespace {
@@ -15,7 +16,7 @@ double withSignOf(double magnitude, double f) {
 }
 
 // y[c] += alpha * x[c] for c = first .. last-1, y and x apart.
-inline void addMultiple(double* __restrict y, const double* __restrict x, double alpha, int first,
+ZENFIT_ALWAYS_INLINE void addMultiple(double* __restrict y, const double* __restrict x, double alpha, int first,
                         int last) {
   for (int c = first; c < last; ++c) y[c] += alpha * x[c];
 }
@@ -36,7 +37,7 @@ struct Step {
 // The rows are taken together so that their inner products with the row
 // vector, each summed in its own order, run side by side.
 template <int count>
-void applyStep(const Step& step, double* rows, int np, double* b, double& nextScale) {
+ZENFIT_ALWAYS_INLINE void applyStep(const Step& step, double* rows, int np, double* b, double& nextScale) {
   const int i = step.i;
   const int l = i + 1;
   const int n = step.n;
@@ -87,11 +88,12 @@ SingularValueEditing editSingularValues(double* w, int n, double tolerance) {
   return editing;
 }
 
+namespace {
+
 // svdDecompose's reduction step by step; the comments name where each
 // sum of its description is taken here.
-double LeastSquares::bidiagonalise(int m, int n, int np, double* a, double* b, double& g) {
-  double* work = work_;
-  double* w = w_;
+ZENFIT_ALWAYS_INLINE double reduceRows(int m, int n, int np, double* a, double* b, double& g,
+                                       double* w, double* work, double* dots) {
   double scale = 0.0;
   double anorm = 0.0;
   g = 0.0;
@@ -128,7 +130,7 @@ double LeastSquares::bidiagonalise(int m, int n, int np, double* a, double* b, d
       // each summed down the rows in order, all in one pass.
       // Four rows at a time, added in row order: the partial sums stay in
       // registers instead of going through memory after every row.
-      for (int j = l; j < n; ++j) dots_[j] = 0.0;
+      for (int j = l; j < n; ++j) dots[j] = 0.0;
       double sb = 0.0;
       int k = i;
       for (; k + 4 <= m; k += 4) {
@@ -138,18 +140,18 @@ double LeastSquares::bidiagonalise(int m, int n, int np, double* a, double* b, d
         const double* r3 = r2 + np;
         const double x0 = r0[i], x1 = r1[i], x2 = r2[i], x3 = r3[i];
         for (int j = l; j < n; ++j) {
-          dots_[j] = dots_[j] + x0 * r0[j] + x1 * r1[j] + x2 * r2[j] + x3 * r3[j];
+          dots[j] = dots[j] + x0 * r0[j] + x1 * r1[j] + x2 * r2[j] + x3 * r3[j];
         }
         sb = sb + x0 * b[k] + x1 * b[k + 1] + x2 * b[k + 2] + x3 * b[k + 3];
       }
       for (; k < m; ++k) {
         const double* row = a + static_cast<long>(k) * np;
         const double x = row[i];
-        for (int j = l; j < n; ++j) dots_[j] += x * row[j];
+        for (int j = l; j < n; ++j) dots[j] += x * row[j];
         sb += x * b[k];
       }
-      for (int j = l; j < n; ++j) dots_[j] = dots_[j] / h;
-      if (i != n - 1) step.f = dots_;
+      for (int j = l; j < n; ++j) dots[j] = dots[j] / h;
+      if (i != n - 1) step.f = dots;
       step.columnScale = scale;
       // U's column i is this transformation applied to e_i, unless the
       // singular value's place on the diagonal is zero.
@@ -196,6 +198,27 @@ double LeastSquares::bidiagonalise(int m, int n, int np, double* a, double* b, d
     anorm = std::fmax(anorm, std::fabs(w[i]) + std::fabs(work[i]));
   }
   return anorm;
+}
+
+double reduceBaseline(int m, int n, int np, double* a, double* b, double& g, double* w,
+                      double* work, double* dots) {
+  return reduceRows(m, n, np, a, b, g, w, work, dots);
+}
+
+#if ZENFIT_WIDE_VECTORS
+ZENFIT_WIDE_TARGET double reduceWide(int m, int n, int np, double* a, double* b, double& g,
+                                     double* w, double* work, double* dots) {
+  return reduceRows(m, n, np, a, b, g, w, work, dots);
+}
+#endif
+
+}  // namespace
+
+double LeastSquares::bidiagonalise(int m, int n, int np, double* a, double* b, double& g) {
+#if ZENFIT_WIDE_VECTORS
+  if (wide_ && wideVectorsAvailable()) return reduceWide(m, n, np, a, b, g, w_, work_, dots_);
+#endif
+  return reduceBaseline(m, n, np, a, b, g, w_, work_, dots_);
 }
 
 int LeastSquares::solve(int m, int n, int mp, int np, double* a, double* b, double tolerance) {

@@ -89,12 +89,18 @@ class LeastSquares {
   const double* solution() const { return x_; }
   const double* covariance() const { return covariance_; }
 
+  // The reduction runs with AVX2 where the processor has it, to the same
+  // results; false keeps it on the baseline instructions (for the tests
+  // that compare the two).
+  void useWideVectors(bool on) { wide_ = on; }
+
  private:
   // The bidiagonal reduction of a, applying the column transformations to
   // b as well; returns the norm of the bidiagonal form and leaves in g the
   // last row transformation's value, as svdDecompose's reduction does.
   double bidiagonalise(int m, int n, int np, double* a, double* b, double& g);
 
+  bool wide_ = true;
   SingularValueEditing editing_;
   double dots_[kMaxColumns];  // inner products, then multipliers, of a column transformation
   double utb_[kMaxColumns];   // U^T b

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <utility>
 
+#include "model/wide_vectors.h"
+
 namespace zenfit {
 namespace {
 
@@ -21,10 +23,10 @@ constexpr double kSmallAngle = 0.125;
 // health is the sum of these over everything that must be finite: 0 while
 // all is well, NaN for good once anything was not. (Unlike std::isfinite
 // and a bool per lane, this keeps every loop vectorisable.)
-inline double nonFinite(double x) { return x - x; }
+ZENFIT_ALWAYS_INLINE double nonFinite(double x) { return x - x; }
 
 // Sines and cosines of a block of angles.
-void sinCos(const double* __restrict a, double* __restrict s, double* __restrict c) {
+ZENFIT_ALWAYS_INLINE void sinCos(const double* __restrict a, double* __restrict s, double* __restrict c) {
   // Any large angle, as the bits of 1.0 or 0.0 (an integer as wide as a
   // double, which keeps the loop vectorisable).
   unsigned long long large = 0;
@@ -53,7 +55,7 @@ struct Shifts {
 
 // Divides (x, y, z) by its length when that exceeds 1e-20, as normalise()
 // does, and adds the lane's result and multipliers to its health.
-inline void finish(double& x, double& y, double& z, const MultiplierBlock& m, int i,
+ZENFIT_ALWAYS_INLINE void finish(double& x, double& y, double& z, const MultiplierBlock& m, int i,
                    double& health) {
   const double length = std::sqrt(x * x + y * y + z * z);
   const double divisor = length > 1e-20 ? length : 1.0;  // x / 1 is x
@@ -67,7 +69,7 @@ inline void finish(double& x, double& y, double& z, const MultiplierBlock& m, in
 // c added to the longitude and d to the latitude of the vector whose
 // longitude has cosine and sine (cl, sl) and whose latitude has (cb, sb),
 // by the angle-addition formulas; the result in (x, y, z).
-inline void turn(double cl, double sl, double cb, double sb, double ca, double sa, double cd,
+ZENFIT_ALWAYS_INLINE void turn(double cl, double sl, double cb, double sb, double ca, double sa, double cd,
                  double sd, double& x, double& y, double& z) {
   const double cosLat = cb * cd - sb * sd;
   const double sinLat = sb * cd + cb * sd;
@@ -80,7 +82,7 @@ inline void turn(double cl, double sl, double cb, double sb, double ca, double s
 
 // One correction of the given kind with coefficient k, multipliers m, to
 // the vectors taken apart in p; the results to out.
-void correct(K kind, const PlaceBlock& p, const MultiplierBlock& m, double k, double sinLat,
+ZENFIT_ALWAYS_INLINE void correct(K kind, const PlaceBlock& p, const MultiplierBlock& m, double k, double sinLat,
              double cosLat, DirectionBlock& out, double* __restrict health) {
   double* __restrict ox = out.x;
   double* __restrict oy = out.y;
@@ -195,7 +197,7 @@ void correct(K kind, const PlaceBlock& p, const MultiplierBlock& m, double k, do
 // The sign rules of evaluateTerm: over the pole the declination
 // multiplier of an HourDec term and both of an AlongDec term change sign;
 // correcting the stars reverses every multiplier.
-void applySigns(K kind, const LaneData& lanes, AdjustSense sense, MultiplierBlock& m) {
+ZENFIT_ALWAYS_INLINE void applySigns(K kind, const LaneData& lanes, AdjustSense sense, MultiplierBlock& m) {
   if (kind == K::HourDec) {
     for (int i = 0; i < B; ++i) m.m[1][i] *= lanes.flip[i];
   } else if (kind == K::AlongDec) {
@@ -244,11 +246,17 @@ ModelEvaluator::ModelEvaluator(const EvaluationContext& context, const Model& mo
   }
 }
 
+namespace {
+
+// The chain over a block: ModelEvaluator::apply and differentiate.
 template <bool kDerive>
-void ModelEvaluator::run(const LaneData& lanes, DirectionBlock& v, bool* failed, int first,
-                         int last, const DerivativeRows* out) const {
-  const double sinLat = context_.sinLat;
-  const double cosLat = context_.cosLat;
+ZENFIT_ALWAYS_INLINE void runEntries(const ModelEvaluator::Entry* entries, int count,
+                                     const EvaluationContext& context, const LaneData& lanes,
+                                     DirectionBlock& v, bool* failed, int first, int last,
+                                     const DerivativeRows* out) {
+  using Source = ModelEvaluator::Source;
+  const double sinLat = context.sinLat;
+  const double cosLat = context.cosLat;
   PlaceBlock base;     // taken apart at the base point
   PlaceBlock running;  // taken apart at the running vector, when it is not the base
   MultiplierBlock m;
@@ -262,8 +270,8 @@ void ModelEvaluator::run(const LaneData& lanes, DirectionBlock& v, bool* failed,
   bool baseReady = false;     // base holds the base point taken apart
   bool baseIsRunning = true;  // the running vector has not moved since the base was set
 
-  for (int slot = first; slot <= last && slot < count_; ++slot) {
-    const Entry& e = entries_[slot];
+  for (int slot = first; slot <= last && slot < count; ++slot) {
+    const ModelEvaluator::Entry& e = entries[slot];
     if (e.chained && !baseIsRunning) {
       baseReady = false;
       baseIsRunning = true;
@@ -289,7 +297,7 @@ void ModelEvaluator::run(const LaneData& lanes, DirectionBlock& v, bool* failed,
     } else {
       e.block(base, m);
     }
-    applySigns(e.kind, lanes, context_.sense, m);
+    applySigns(e.kind, lanes, context.sense, m);
 
     const PlaceBlock* at = &base;
     if (!baseIsRunning) {
@@ -322,6 +330,37 @@ void ModelEvaluator::run(const LaneData& lanes, DirectionBlock& v, bool* failed,
   }
   if (now != &v) std::memcpy(&v, now, sizeof v);
   for (int i = 0; i < B; ++i) failed[i] = failed[i] || health[i] != 0.0;
+}
+
+template <bool kDerive>
+void runBaseline(const ModelEvaluator::Entry* entries, int count, const EvaluationContext& context,
+                 const LaneData& lanes, DirectionBlock& v, bool* failed, int first, int last,
+                 const DerivativeRows* out) {
+  runEntries<kDerive>(entries, count, context, lanes, v, failed, first, last, out);
+}
+
+#if ZENFIT_WIDE_VECTORS
+template <bool kDerive>
+ZENFIT_WIDE_TARGET void runWide(const ModelEvaluator::Entry* entries, int count,
+                                const EvaluationContext& context, const LaneData& lanes,
+                                DirectionBlock& v, bool* failed, int first, int last,
+                                const DerivativeRows* out) {
+  runEntries<kDerive>(entries, count, context, lanes, v, failed, first, last, out);
+}
+#endif
+
+}  // namespace
+
+template <bool kDerive>
+void ModelEvaluator::run(const LaneData& lanes, DirectionBlock& v, bool* failed, int first,
+                         int last, const DerivativeRows* out) const {
+#if ZENFIT_WIDE_VECTORS
+  if (wide_ && wideVectorsAvailable()) {
+    runWide<kDerive>(entries_, count_, context_, lanes, v, failed, first, last, out);
+    return;
+  }
+#endif
+  runBaseline<kDerive>(entries_, count_, context_, lanes, v, failed, first, last, out);
 }
 
 void ModelEvaluator::apply(const LaneData& lanes, DirectionBlock& v, bool* failed, int first,

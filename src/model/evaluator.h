@@ -82,7 +82,12 @@ class ModelEvaluator {
   void differentiate(const LaneData& lanes, DirectionBlock& v, bool* failed,
                      const DerivativeRows& out) const;
 
- private:
+  // The loops run with AVX2 where the processor has it (wide_vectors.h),
+  // to the same results; false keeps them on the baseline instructions
+  // (for the tests that compare the two).
+  void useWideVectors(bool on) { wide_ = on; }
+
+  // A model entry as the loops read it.
   enum class Source { Nothing, Standard, Generic, Unreadable };
   struct Entry {
     Source source = Source::Nothing;
@@ -93,11 +98,13 @@ class ModelEvaluator {
     bool chained = false;
   };
 
+ private:
   template <bool kDerive>
   void run(const LaneData& lanes, DirectionBlock& v, bool* failed, int first, int last,
            const DerivativeRows* out) const;
 
   EvaluationContext context_;
+  bool wide_ = true;
   int count_ = 0;
   Entry entries_[kMaxModelTerms];
 };

@@ -23,6 +23,7 @@
 #include <cmath>
 
 #include "base/constants.h"
+#include "model/wide_vectors.h"
 
 namespace zenfit {
 
@@ -149,7 +150,7 @@ inline constexpr double kPoleRadius = 1e-20;
 
 // Takes apart the vectors (x, y, z) of a whole block (sinLat, cosLat: the
 // site latitude).
-inline void decompose(const double* __restrict x, const double* __restrict y,
+ZENFIT_ALWAYS_INLINE void decompose(const double* __restrict x, const double* __restrict y,
                       const double* __restrict z, double sinLat, double cosLat,
                       const LaneData& lanes, PlaceBlock& p) {
   p.lanes = &lanes;

@@ -80,6 +80,17 @@ SingularValueEditing expectSameAnswers(const Problem& p, double tolerance, doubl
   const int status =
       route->solve(p.m, p.n, p.m + padRows, p.n + padColumns, a.data(), b.data(), tolerance);
   EXPECT_EQ(status, want.status);
+  // The baseline instructions give what the wide ones gave, to the bit.
+  auto baseline = std::make_unique<LeastSquares>();
+  baseline->useWideVectors(false);
+  std::vector<double> a0 = padded(p, padColumns), b0 = p.b;
+  EXPECT_EQ(baseline->solve(p.m, p.n, p.m + padRows, p.n + padColumns, a0.data(), b0.data(),
+                            tolerance),
+            status);
+  EXPECT_EQ(std::memcmp(a0.data(), a.data(), a.size() * sizeof(double)), 0);
+  if (status == 0) {
+    EXPECT_EQ(std::memcmp(baseline->solution(), route->solution(), p.n * sizeof(double)), 0);
+  }
   // Bit for bit (-0 differs from 0), but any NaN equals any NaN: which of
   // two NaN operands an instruction passes on is the compiler's choice.
   const auto same = [&](const double* got, const std::vector<double>& wanted) {

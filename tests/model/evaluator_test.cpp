@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
@@ -290,6 +291,43 @@ TEST_F(BlockEvaluation, EachLaneIsWhatItIsAloneWhateverTheOthersHold) {
     const Place alone = applyBlock(c, model, {at[i]}, failed)[0];
     EXPECT_TRUE(std::equal(alone.v, alone.v + 3, together[i].v)) << i;
   }
+}
+
+TEST_F(BlockEvaluation, TheWideLoopsGiveTheBaselineResultsToTheLastBit) {
+  Model model;
+  useTerms(model, terms, readTermList(terms, "IH ID CH NP ME MA TF TX IA IE CA NPAE AN AW NRX"));
+  useTerms(model, terms, readTermList(terms, "NRY HGES DGEC CD5A HFX HFD AUX1S HHSH360 PDZ2 HUCQ"));
+  parallelTerms(model, readTermList(terms, "MA IE AW HFD"));
+  int column[kMaxModelTerms];
+  for (int i = 0; i < model.inUse(); ++i) {
+    model[i].value = (i % 7 - 3) * (i % 2 == 0 ? 1e-4 : 0.2);  // some shifts past the series
+    column[i] = i;
+  }
+  const EvaluationContext c = context(-0.6, AdjustSense::Stars);
+  const std::vector<Place> at = places(B);
+  LaneData lanes;
+  DirectionBlock v[2];
+  lanes.count = B;
+  for (int i = 0; i < B; ++i) {
+    lanes.flip[i] = at[i].pier != 0 ? -1.0 : 1.0;
+    lanes.aux1[i] = at[i].aux[0];
+    lanes.aux2[i] = at[i].aux[1];
+    v[0].x[i] = v[1].x[i] = at[i].v[0];
+    v[0].y[i] = v[1].y[i] = at[i].v[1];
+    v[0].z[i] = v[1].z[i] = at[i].v[2];
+  }
+  std::vector<double> rows[2];
+  bool failed[2][B] = {};
+  for (int wide = 0; wide < 2; ++wide) {
+    ModelEvaluator evaluator(c, model);
+    evaluator.useWideVectors(wide == 1);
+    rows[wide].assign(3 * B * model.inUse(), 0.0);
+    evaluator.differentiate(lanes, v[wide], failed[wide],
+                            {rows[wide].data(), model.inUse(), column});
+  }
+  EXPECT_EQ(std::memcmp(&v[0], &v[1], sizeof v[0]), 0);
+  EXPECT_EQ(std::memcmp(failed[0], failed[1], sizeof failed[0]), 0);
+  EXPECT_EQ(std::memcmp(rows[0].data(), rows[1].data(), rows[0].size() * sizeof(double)), 0);
 }
 
 }  // namespace
