@@ -16,8 +16,8 @@ double withSignOf(double magnitude, double f) {
 }
 
 // y[c] += alpha * x[c] for c = first .. last-1, y and x apart.
-ZENFIT_ALWAYS_INLINE void addMultiple(double* __restrict y, const double* __restrict x, double alpha, int first,
-                        int last) {
+ZENFIT_ALWAYS_INLINE void addMultiple(double* __restrict y, const double* __restrict x,
+                                      double alpha, int first, int last) {
   for (int c = first; c < last; ++c) y[c] += alpha * x[c];
 }
 
@@ -37,7 +37,8 @@ struct Step {
 // The rows are taken together so that their inner products with the row
 // vector, each summed in its own order, run side by side.
 template <int count>
-ZENFIT_ALWAYS_INLINE void applyStep(const Step& step, double* rows, int np, double* b, double& nextScale) {
+ZENFIT_ALWAYS_INLINE void applyStep(const Step& step, double* rows, int np, double* b,
+                                    double& nextScale) {
   const int i = step.i;
   const int l = i + 1;
   const int n = step.n;

@@ -26,17 +26,23 @@ constexpr double kSmallAngle = 0.125;
 ZENFIT_ALWAYS_INLINE double nonFinite(double x) { return x - x; }
 
 // Sines and cosines of a block of angles.
-ZENFIT_ALWAYS_INLINE void sinCos(const double* __restrict a, double* __restrict s, double* __restrict c) {
+ZENFIT_ALWAYS_INLINE void sinCos(const double* __restrict a, double* __restrict s,
+                                 double* __restrict c) {
   // Any large angle, as the bits of 1.0 or 0.0 (an integer as wide as a
   // double, which keeps the loop vectorisable).
   unsigned long long large = 0;
   for (int i = 0; i < B; ++i) {
     const double x = a[i];
     const double x2 = x * x;
-    s[i] = x + x * x2 * (-1.0 / 6 + x2 * (1.0 / 120 + x2 * (-1.0 / 5040 + x2 * (1.0 / 362880 +
-                         x2 * (-1.0 / 39916800)))));
-    c[i] = 1.0 + x2 * (-0.5 + x2 * (1.0 / 24 + x2 * (-1.0 / 720 + x2 * (1.0 / 40320 +
-                       x2 * (-1.0 / 3628800 + x2 * (1.0 / 479001600))))));
+    s[i] =
+        x + x * x2 *
+                (-1.0 / 6 + x2 * (1.0 / 120 + x2 * (-1.0 / 5040 +
+                                                    x2 * (1.0 / 362880 + x2 * (-1.0 / 39916800)))));
+    c[i] = 1.0 +
+           x2 * (-0.5 +
+                 x2 * (1.0 / 24 +
+                       x2 * (-1.0 / 720 +
+                             x2 * (1.0 / 40320 + x2 * (-1.0 / 3628800 + x2 * (1.0 / 479001600))))));
     large |= std::bit_cast<unsigned long long>(std::fabs(x) > kSmallAngle ? 1.0 : 0.0);
   }
   if (large == 0) return;
@@ -56,7 +62,7 @@ struct Shifts {
 // Divides (x, y, z) by its length when that exceeds 1e-20, as normalise()
 // does, and adds the lane's result and multipliers to its health.
 ZENFIT_ALWAYS_INLINE void finish(double& x, double& y, double& z, const MultiplierBlock& m, int i,
-                   double& health) {
+                                 double& health) {
   const double length = std::sqrt(x * x + y * y + z * z);
   const double divisor = length > 1e-20 ? length : 1.0;  // x / 1 is x
   x /= divisor;
@@ -69,8 +75,8 @@ ZENFIT_ALWAYS_INLINE void finish(double& x, double& y, double& z, const Multipli
 // c added to the longitude and d to the latitude of the vector whose
 // longitude has cosine and sine (cl, sl) and whose latitude has (cb, sb),
 // by the angle-addition formulas; the result in (x, y, z).
-ZENFIT_ALWAYS_INLINE void turn(double cl, double sl, double cb, double sb, double ca, double sa, double cd,
-                 double sd, double& x, double& y, double& z) {
+ZENFIT_ALWAYS_INLINE void turn(double cl, double sl, double cb, double sb, double ca, double sa,
+                               double cd, double sd, double& x, double& y, double& z) {
   const double cosLat = cb * cd - sb * sd;
   const double sinLat = sb * cd + cb * sd;
   const double cosLon = cl * ca - sl * sa;
@@ -82,8 +88,9 @@ ZENFIT_ALWAYS_INLINE void turn(double cl, double sl, double cb, double sb, doubl
 
 // One correction of the given kind with coefficient k, multipliers m, to
 // the vectors taken apart in p; the results to out.
-ZENFIT_ALWAYS_INLINE void correct(K kind, const PlaceBlock& p, const MultiplierBlock& m, double k, double sinLat,
-             double cosLat, DirectionBlock& out, double* __restrict health) {
+ZENFIT_ALWAYS_INLINE void correct(K kind, const PlaceBlock& p, const MultiplierBlock& m, double k,
+                                  double sinLat, double cosLat, DirectionBlock& out,
+                                  double* __restrict health) {
   double* __restrict ox = out.x;
   double* __restrict oy = out.y;
   double* __restrict oz = out.z;
@@ -197,7 +204,8 @@ ZENFIT_ALWAYS_INLINE void correct(K kind, const PlaceBlock& p, const MultiplierB
 // The sign rules of evaluateTerm: over the pole the declination
 // multiplier of an HourDec term and both of an AlongDec term change sign;
 // correcting the stars reverses every multiplier.
-ZENFIT_ALWAYS_INLINE void applySigns(K kind, const LaneData& lanes, AdjustSense sense, MultiplierBlock& m) {
+ZENFIT_ALWAYS_INLINE void applySigns(K kind, const LaneData& lanes, AdjustSense sense,
+                                     MultiplierBlock& m) {
   if (kind == K::HourDec) {
     for (int i = 0; i < B; ++i) m.m[1][i] *= lanes.flip[i];
   } else if (kind == K::AlongDec) {

@@ -53,9 +53,9 @@ struct DirectionBlock {
 // Where the derivatives go: lane i's component c in row 3 i + c, the
 // entry's column, rounded to single precision.
 struct DerivativeRows {
-  double* rows = nullptr;        // row 0
-  int stride = 0;                // doubles from one row to the next
-  const int* column = nullptr;   // per model slot: the column, or -1 for a held term
+  double* rows = nullptr;       // row 0
+  int stride = 0;               // doubles from one row to the next
+  const int* column = nullptr;  // per model slot: the column, or -1 for a held term
 };
 
 class ModelEvaluator {

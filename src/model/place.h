@@ -123,8 +123,8 @@ inline constexpr int kPlaceBlock = 64;
 
 // The observations of a block: their pier flags and auxiliary readings.
 struct LaneData {
-  int count = 0;                 // lanes in use; the rest repeat the last one
-  double flip[kPlaceBlock];      // -1 over the pole, else +1
+  int count = 0;             // lanes in use; the rest repeat the last one
+  double flip[kPlaceBlock];  // -1 over the pole, else +1
   double aux1[kPlaceBlock];
   double aux2[kPlaceBlock];
 };
@@ -151,8 +151,8 @@ inline constexpr double kPoleRadius = 1e-20;
 // Takes apart the vectors (x, y, z) of a whole block (sinLat, cosLat: the
 // site latitude).
 ZENFIT_ALWAYS_INLINE void decompose(const double* __restrict x, const double* __restrict y,
-                      const double* __restrict z, double sinLat, double cosLat,
-                      const LaneData& lanes, PlaceBlock& p) {
+                                    const double* __restrict z, double sinLat, double cosLat,
+                                    const LaneData& lanes, PlaceBlock& p) {
   p.lanes = &lanes;
   p.latSin = sinLat;
   p.latCos = cosLat;
@@ -271,12 +271,27 @@ class LanePlace {
 
   void coordinate(char letter, double& s, double& c) const {
     switch (letter) {
-      case 'H': s = sinH1(); c = cosH1(); return;
-      case 'D': s = sinD1(); c = cosD1(); return;
-      case 'A': s = sinA(); c = cosA(); return;
-      case 'Z': s = sinZ(); c = cosZ(); return;
+      case 'H':
+        s = sinH1();
+        c = cosH1();
+        return;
+      case 'D':
+        s = sinD1();
+        c = cosD1();
+        return;
+      case 'A':
+        s = sinA();
+        c = cosA();
+        return;
+      case 'Z':
+        s = sinZ();
+        c = cosZ();
+        return;
       case 'Q': parallactic(s, c); return;
-      default: s = 0.0; c = 1.0; return;
+      default:
+        s = 0.0;
+        c = 1.0;
+        return;
     }
   }
 

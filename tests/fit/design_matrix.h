@@ -52,8 +52,8 @@ inline DesignMatrix designMatrix(const EvaluationContext& context, const Model& 
       failed = evaluateTerm(context, model[t].term, model[t].value, o.aux, o.pierFlag, base,
                             running) < 0;
       if (failed || !adjust || model[t].floating == 0) continue;
-      failed = evaluateTerm(context, model[t].term, model[t].value + step, o.aux, o.pierFlag,
-                            base, kept) < 0;
+      failed = evaluateTerm(context, model[t].term, model[t].value + step, o.aux, o.pierFlag, base,
+                            kept) < 0;
       for (int c = 0; c < 3; ++c) row[c][column] = single((kept[c] - running[c]) * scale);
       ++column;
     }

@@ -88,16 +88,16 @@ void expectSameFit(Engine& engine) {
     }
     const bool telescope = sense != AdjustSense::Stars;
     expectSamePlace(telescope ? o.starHaWork : o.telHaWork,
-                    telescope ? o.starDecWork : o.telDecWork, want.fitted[i][0],
-                    want.fitted[i][1], i);
+                    telescope ? o.starDecWork : o.telDecWork, want.fitted[i][0], want.fitted[i][1],
+                    i);
   }
 }
 
 // UNFIT and OUTMOD's statistics of the model as it stands.
 void expectSameUnfitAndStatistics(Engine& engine) {
   const AdjustSense sense = engine.settings.adjustSense;
-  const auto want = referenceUnfit(engine.model, engine.terms, engine.observations, engine.run,
-                                   sense);
+  const auto want =
+      referenceUnfit(engine.model, engine.terms, engine.observations, engine.run, sense);
   auto list = std::make_unique<ObservationList>(engine.observations);
   unfit(engine.model, engine.terms, *list, engine.run, sense, true);
   for (int i = 0; i < static_cast<int>(want.size()); ++i) {
@@ -156,30 +156,51 @@ std::function<void(Session&)> lines(const char* text) {
 const RunShape kFlips{.stars = 400, .flipFraction = 0.3, .noiseArcsec = 1.0, .seed = 11};
 
 const Case kCases[] = {
-    {"the equatorial example", ZENFIT_SOURCE_DIR "/examples",
-     lines("INDAT run\nUSE IH ID CH NP ME MA TF DAF"), {""}},
-    {"the altazimuth example", ZENFIT_SOURCE_DIR "/examples",
-     lines("INDAT altaz\nUSE IA IE CA NPAE AN AW TF"), {""}},
-    {"FIT's report golden", ZENFIT_GOLDEN_DIR "/fit_report",
-     lines("INDAT run\nUSE IH ID CH NP ME MA TF\nPARAL NP"), {""}},
-    {"the ill-conditioning golden", ZENFIT_GOLDEN_DIR "/fit_ill_conditioning",
-     lines("INDAT equator\nUSE IH ID CH"), {"FITTOL 0.1", "USE AUX2H", "FITTOL 0"}},
-    {"three stars, six coefficients", ZENFIT_GOLDEN_DIR "/fit_limits",
-     lines("INDAT three\nUSE IH ID CH NP ME MA"), {""}},
-    {"a mount over the pole, with parallel terms", nullptr,
-     pointingRun("IH ID CH NP ME MA TF FO HF HDCH2 DAF HHSH", "NP MA", 30.0, kFlips), {""}},
-    {"aux terms", nullptr,
-     pointingRun("IH ID CH NP AUX1H AUX1X AUX1D AUX1A AUX1S AUX1E", "", 20.0,
-                 {.stars = 300, .flipFraction = 0.2, .noiseArcsec = 0.5, .seed = 3,
-                  .aux1First = -1.0, .aux1Step = 0.007}),
+    {"the equatorial example",
+     ZENFIT_SOURCE_DIR "/examples",
+     lines("INDAT run\nUSE IH ID CH NP ME MA TF DAF"),
      {""}},
-    {"generic terms", nullptr,
+    {"the altazimuth example",
+     ZENFIT_SOURCE_DIR "/examples",
+     lines("INDAT altaz\nUSE IA IE CA NPAE AN AW TF"),
+     {""}},
+    {"FIT's report golden",
+     ZENFIT_GOLDEN_DIR "/fit_report",
+     lines("INDAT run\nUSE IH ID CH NP ME MA TF\nPARAL NP"),
+     {""}},
+    {"the ill-conditioning golden",
+     ZENFIT_GOLDEN_DIR "/fit_ill_conditioning",
+     lines("INDAT equator\nUSE IH ID CH"),
+     {"FITTOL 0.1", "USE AUX2H", "FITTOL 0"}},
+    {"three stars, six coefficients",
+     ZENFIT_GOLDEN_DIR "/fit_limits",
+     lines("INDAT three\nUSE IH ID CH NP ME MA"),
+     {""}},
+    {"a mount over the pole, with parallel terms",
+     nullptr,
+     pointingRun("IH ID CH NP ME MA TF FO HF HDCH2 DAF HHSH", "NP MA", 30.0, kFlips),
+     {""}},
+    {"aux terms",
+     nullptr,
+     pointingRun("IH ID CH NP AUX1H AUX1X AUX1D AUX1A AUX1S AUX1E", "", 20.0,
+                 {.stars = 300,
+                  .flipFraction = 0.2,
+                  .noiseArcsec = 0.5,
+                  .seed = 3,
+                  .aux1First = -1.0,
+                  .aux1Step = 0.007}),
+     {""}},
+    {"generic terms",
+     nullptr,
      pointingRun("IH ID CH HXSH2 HDCH2 HHSH3 HZSZ HUCQ HLSQ2 HNSA HVCZ HPCH HHSH40 PDZ2 PXH2D PHQ",
                  "HDCH2 HZSZ", 8.0, kFlips),
      {""}},
-    {"the stars corrected instead of the telescope", nullptr,
-     pointingRun("IH ID CH NP ME MA TF DAF", "MA", 25.0, kFlips, "ADJUST S"), {""}},
-    {"a full list", nullptr,
+    {"the stars corrected instead of the telescope",
+     nullptr,
+     pointingRun("IH ID CH NP ME MA TF DAF", "MA", 25.0, kFlips, "ADJUST S"),
+     {""}},
+    {"a full list",
+     nullptr,
      pointingRun("IH ID NP CH ME MA TF FO HF HDSD2 HCES HCEC DCES DCEC HDSH2 HDCH2 HHSH4 HHCH4 "
                  "HHSH2 HHCH2 HDSH HDCH4 HXSH2 HXCH2 HDSH3 HDCH3 HHSH3 HHCH3 HXSH4 HXCH",
                  "", 6.0, {.stars = kMaxObservations, .flipFraction = 0.25, .noiseArcsec = 1.0}),

@@ -10,26 +10,26 @@
 #include <cmath>
 #include <vector>
 
+#include "astro/vectors.h"
 #include "fit/design_matrix.h"
 #include "fit/fit.h"
 #include "fit/svd.h"
-#include "astro/vectors.h"
 
 namespace zenfit::test {
 
 struct ReferenceFit {
   int svdStatus = 0;
   int stars = 0;
-  std::vector<int> slot;          // model slot of each column
-  std::vector<double> change;     // arcseconds, per column
-  std::vector<double> value;      // radians, per column: the coefficient after the fit
-  std::vector<double> sigma;      // radians, per column
-  std::vector<double> covariance; // q x q
-  std::vector<double> w;          // singular values after editing
+  std::vector<int> slot;           // model slot of each column
+  std::vector<double> change;      // arcseconds, per column
+  std::vector<double> value;       // radians, per column: the coefficient after the fit
+  std::vector<double> sigma;       // radians, per column
+  std::vector<double> covariance;  // q x q
+  std::vector<double> w;           // singular values after editing
   bool zeroed = false;
   double smallestRatio = 0.0;
   double largestRatio = 0.0;
-  double sumSquares = 0.0;        // radians^2, over the stars of the second pass
+  double sumSquares = 0.0;                    // radians^2, over the stars of the second pass
   std::vector<std::array<double, 2>> fitted;  // per slot: the corrected (ha, dec); NaN where
                                               // a term cannot be evaluated
 };
@@ -95,11 +95,9 @@ inline ReferenceFit referenceFit(const Model& model, const TermTable& terms,
 // the parallel ones after it) undone by fixed-point iteration with
 // evaluateTerm, the last group first. Returns the input (ha, dec) each
 // observation's fitted pair gives; NaN where a term cannot be evaluated.
-inline std::vector<std::array<double, 2>> referenceUnfit(const Model& model,
-                                                         const TermTable& terms,
+inline std::vector<std::array<double, 2>> referenceUnfit(const Model& model, const TermTable& terms,
                                                          const ObservationList& list,
-                                                         const RunState& run,
-                                                         AdjustSense sense) {
+                                                         const RunState& run, AdjustSense sense) {
   const EvaluationContext context = evaluationContext(terms, run, sense);
   std::vector<std::array<double, 2>> input;
   for (int i = 0; i < kObservationSlots && !list[i].isEnd(); ++i) {
@@ -116,8 +114,8 @@ inline std::vector<std::array<double, 2>> referenceUnfit(const Model& model,
       for (int pass = 0; pass < 10 && !failed; ++pass) {
         double current[3] = {guess[0], guess[1], guess[2]};
         for (int k = first; k <= last && !failed; ++k) {
-          failed = evaluateTerm(context, model[k].term, model[k].value, o.aux, o.pierFlag,
-                                guess, current) < 0;
+          failed = evaluateTerm(context, model[k].term, model[k].value, o.aux, o.pierFlag, guess,
+                                current) < 0;
         }
         double d[3], sum = 0.0;
         for (int c = 0; c < 3; ++c) {

@@ -28,10 +28,9 @@ constexpr int B = kPlaceBlock;
 // Generic names: each coordinate and each quantity letter, multiples from
 // none to 360, two factors, and polynomials.
 const char* const kGenericNames[] = {
-    "HHSH",   "HXCH2",   "HDSD",    "HDCD3",  "HASA",    "HSCA2",  "HZSZ",   "HZCZ4",
-    "HUSQ",   "HLCQ2",   "HPCH",    "HNSA",   "HWCD",    "HVCZ",   "HHSH40", "HHSH360",
-    "HDSH2CD", "HXSHCD2", "HUSZCQ", "PHH",    "PDZ2",    "PXH2D",  "PAQ",    "PXH2D3",
-    "PSA2",   "PZZ",
+    "HHSH",   "HXCH2", "HDSD", "HDCD3", "HASA", "HSCA2",  "HZSZ",    "HZCZ4",   "HUSQ",
+    "HLCQ2",  "HPCH",  "HNSA", "HWCD",  "HVCZ", "HHSH40", "HHSH360", "HDSH2CD", "HXSHCD2",
+    "HUSZCQ", "PHH",   "PDZ2", "PXH2D", "PAQ",  "PXH2D3", "PSA2",    "PZZ",
 };
 
 struct Place {
@@ -74,8 +73,8 @@ class BlockEvaluation : public ::testing::Test {
   // The model applied to the places by the block evaluator (all in one
   // block); failed marks the lanes that failed.
   std::vector<Place> applyBlock(const EvaluationContext& c, const Model& model,
-                                std::vector<Place> at, std::vector<bool>& failed,
-                                int first = 0, int last = kMaxModelTerms) const {
+                                std::vector<Place> at, std::vector<bool>& failed, int first = 0,
+                                int last = kMaxModelTerms) const {
     LaneData lanes;
     DirectionBlock v;
     lanes.count = static_cast<int>(at.size());
@@ -121,14 +120,13 @@ TEST_F(BlockEvaluation, EveryTermMovesEveryPlaceAsTheDefinitionDoes) {
         // Arcseconds to a third of a radian: the larger shifts go past the
         // Taylor series to std::sin and std::cos.
         for (const double value : {3e-5, -2e-3, 0.3}) {
-          SCOPED_TRACE(testing::Message() << terms.name(term) << " " << value << " at "
-                                          << latitude << " sense " << int(sense));
+          SCOPED_TRACE(testing::Message() << terms.name(term) << " " << value << " at " << latitude
+                                          << " sense " << int(sense));
           std::vector<bool> failed;
           const std::vector<Place> got = applyBlock(c, oneTerm(term, value), at, failed);
           for (int i = 0; i < B; ++i) {
             double want[3] = {at[i].v[0], at[i].v[1], at[i].v[2]};
-            const int status =
-                evaluateTerm(c, term, value, at[i].aux, at[i].pier, at[i].v, want);
+            const int status = evaluateTerm(c, term, value, at[i].aux, at[i].pier, at[i].v, want);
             ASSERT_EQ(failed[i], status < 0) << "lane " << i;
             if (status < 0) continue;
             // A few units in the last place, and a shift's error in
@@ -224,8 +222,8 @@ TEST_F(BlockEvaluation, DerivativesAreTheOneSidedDifferencesOfTheDefinition) {
       if (model[t].chained != 0) std::copy(running, running + 3, base);
       double kept[3] = {running[0], running[1], running[2]};
       evaluateTerm(c, model[t].term, model[t].value, at[i].aux, at[i].pier, base, running);
-      evaluateTerm(c, model[t].term, model[t].value + kDerivativeStep, at[i].aux, at[i].pier,
-                   base, kept);
+      evaluateTerm(c, model[t].term, model[t].value + kDerivativeStep, at[i].aux, at[i].pier, base,
+                   kept);
       for (int k = 0; k < 3; ++k) {
         const double got = rows[(3 * i + k) * count + t];
         if (column[t] < 0) {
