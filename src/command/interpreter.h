@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "command/engine.h"
 
@@ -38,6 +39,8 @@ class Interpreter {
   const Engine& engine() const { return *engine_; }
   // The last fit that reached its report, or null.
   const FitResult* lastFit() const;
+  // The name of each of lastFit()->terms, as that fit saw the model.
+  const std::vector<std::string>& lastFitNames() const { return engine_->fit.lastNames; }
   // The last plot drawn, as SVG text ("" before the first).
   const std::string& lastPlotSvg() const { return engine_->plot.lastSvg; }
 
