@@ -405,7 +405,11 @@ class Engine:
             raise FileNotFoundError(f"no such folder: {folder}")
         ini_name = "" if ini is None else _file_argument(ini).strip('"')
         self._engine = _Engine(folder, ini_name)
+        #: The folder where relative file names are taken.
         self.workdir = folder
+        #: The text of the last line run by a method that returns a typed
+        #: result (read_observations, read_model, fit, plot).
+        self.last_text = ""
         if not self._engine.started:
             raise RuntimeError("ZENFIT start-up failed:\n" + self._engine.startup_text)
 
@@ -615,4 +619,4 @@ class Engine:
         """The run's site, date and weather, and the constants derived (see RunParameters)."""
         return RunParameters(**self._engine.run_parameters())
 
-    last_text: str = ""
+
