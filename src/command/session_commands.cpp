@@ -128,10 +128,9 @@ void cmdHelp(Engine& engine, Arguments&) {
   done(engine);
 }
 
-void cmdSpawn(Engine& engine, Arguments&) {
-  char command[kLineLength];
-  restOfLine(textFrom(engine.line.echo, 5), kLineLength, command);
-  if (engine.hooks.hostCommand) engine.hooks.hostCommand(command);
+void cmdSpawn(Engine& engine, Arguments& arguments) {
+  const std::string command = arguments.rest(kLineLength);
+  if (engine.hooks.hostCommand) engine.hooks.hostCommand(command.c_str());
   done(engine);
 }
 
