@@ -403,7 +403,9 @@ class Engine:
         folder = os.path.abspath(os.fspath(workdir) if workdir is not None else os.getcwd())
         if not os.path.isdir(folder):
             raise FileNotFoundError(f"no such folder: {folder}")
-        ini_name = "" if ini is None else _file_argument(ini).strip('"')
+        ini_name = "" if ini is None else os.fspath(ini)
+        if not isinstance(ini_name, str) or "\0" in ini_name:
+            raise TypeError(f"ini is a file name, not {ini!r}")
         self._engine = _Engine(folder, ini_name)
         #: The folder where relative file names are taken.
         self.workdir = folder
