@@ -563,7 +563,8 @@ class Engine:
         """
         self.last_text = self.run("FIT" if adjust else "FIT N")
         result = self.last_fit()
-        assert result is not None
+        if result is None:  # a FIT that succeeds always leaves its result
+            raise RuntimeError("FIT left no result")
         return result
 
     def fit_tolerance(self, tolerance: float) -> str:
