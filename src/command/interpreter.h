@@ -34,13 +34,13 @@ class Interpreter {
 
   const std::string& startupText() const { return startupText_; }
   bool started() const { return started_; }
+  // The name of each of lastFit()->terms, as that fit saw the model.
+  const std::vector<std::string>& lastFitNames() const { return engine_->fit.lastNames; }
 
   Engine& engine() { return *engine_; }
   const Engine& engine() const { return *engine_; }
   // The last fit that reached its report, or null.
   const FitResult* lastFit() const;
-  // The name of each of lastFit()->terms, as that fit saw the model.
-  const std::vector<std::string>& lastFitNames() const { return engine_->fit.lastNames; }
   // The last plot drawn, as SVG text ("" before the first).
   const std::string& lastPlotSvg() const { return engine_->plot.lastSvg; }
 
