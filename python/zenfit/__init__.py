@@ -585,7 +585,10 @@ class Engine:
 
     def plot(self, kind: str = "GC", *arguments: str) -> Svg:
         """Draws a plot (G, GAM, GC, GDIST, GHYST, GMAP, GSCAT, GSMAP, with
-        their arguments) and returns it as SVG, which Jupyter shows."""
+        their arguments) and returns it as SVG, which Jupyter shows. The
+        engine's plot device also keeps each page for its hardcopy file
+        (GRAPHICS_HARDCOPY, zenfit.ps in workdir), written when the
+        device closes (PLTOFF, or the end of the engine)."""
         kind = str(kind).strip().upper()
         if kind not in ("G", "GAM", "GC", "GDIST", "GHYST", "GMAP", "GSCAT", "GSMAP"):
             raise ValueError(f"no such plot: {kind!r}")
