@@ -15,7 +15,8 @@ if [ -n "$missing" ]; then
   if [ "$(id -u)" = 0 ]; then
     echo "Installing:$missing"
     apt-get update -qq >/dev/null 2>&1 || true
-    DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $missing >/dev/null
+    # Only what is named: recommended packages would add minutes and gigabytes.
+    DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null
   else
     echo "Please install:$missing (for example: sudo apt-get install$missing)" >&2
     exit 1
