@@ -1,9 +1,15 @@
 #include "fit/fit.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
+#include <type_traits>
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 
 #include "fit/least_squares.h"
 #include "model/evaluator.h"
@@ -14,10 +20,52 @@ namespace {
 constexpr int kRowsPerStar = 3;
 constexpr int B = kPlaceBlock;
 
-template <typename T>
-std::unique_ptr<T[]> allocateArray(std::size_t count) {
-  return std::unique_ptr<T[]>(new (std::nothrow) T[count]);
-}
+// The working arrays of one fit in one allocation, handed out in slices.
+// When they fill more than a few hundred kilobytes the allocation is made
+// of whole 2 MB pages, where the system gives them on request (Linux's
+// transparent huge pages): the first touch of every 4 KB page of new memory
+// is a page fault, which costs tens of microseconds under a hypervisor, and
+// the design matrix of a full list runs to a thousand pages.
+class Arena {
+ public:
+  bool reserve(std::size_t bytes) {
+    constexpr std::size_t kHugePage = std::size_t{2} << 20;
+    constexpr std::size_t kHugeFrom = std::size_t{512} << 10;
+    size_ = bytes;
+    if (bytes >= kHugeFrom) {
+      size_ = (bytes + kHugePage - 1) / kHugePage * kHugePage;
+      memory_.reset(static_cast<unsigned char*>(std::aligned_alloc(kHugePage, size_)));
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+      if (memory_) madvise(memory_.get(), size_, MADV_HUGEPAGE);  // a hint: failure is harmless
+#endif
+    } else {
+      memory_.reset(static_cast<unsigned char*>(std::malloc(bytes > 0 ? bytes : 1)));
+    }
+    used_ = 0;
+    return memory_ != nullptr;
+  }
+
+  // count elements of T, on a cache line of their own; null when the
+  // reservation falls short (a bug).
+  template <typename T>
+  T* take(std::size_t count) {
+    const std::size_t bytes = slice(count * sizeof(T));
+    if (!memory_ || used_ + bytes > size_) return nullptr;
+    T* p = reinterpret_cast<T*>(memory_.get() + used_);
+    used_ += bytes;
+    return p;
+  }
+
+  static std::size_t slice(std::size_t bytes) { return (bytes + 63) / 64 * 64; }
+
+ private:
+  struct Free {
+    void operator()(unsigned char* p) const { std::free(p); }
+  };
+  std::unique_ptr<unsigned char, Free> memory_;
+  std::size_t size_ = 0;
+  std::size_t used_ = 0;
+};
 
 // The model entries in use, and which of them the fit adjusts.
 struct FitTerms {
@@ -29,18 +77,10 @@ struct FitTerms {
 
 // Unit vectors of every scanned observation, one array per component.
 struct Directions {
-  std::unique_ptr<double[]> storage;
   double* x = nullptr;
   double* y = nullptr;
   double* z = nullptr;
 
-  bool allocate(int count) {
-    storage = allocateArray<double>(3 * static_cast<std::size_t>(count));
-    x = storage.get();
-    y = x + count;
-    z = y + count;
-    return storage != nullptr;
-  }
   void set(int i, const double v[3]) {
     x[i] = v[0];
     y[i] = v[1];
@@ -53,22 +93,40 @@ struct Workspace {
   int scanned = 0;  // observation slots before the end mark (at least 1)
   int maxRows = 0;  // 3 x active stars counted before the fit
   int columns = 0;  // k, at least 1
+  Arena arena;
   Directions observed;
   Directions source;
-  std::unique_ptr<double[]> design;    // maxRows x columns, row-major
-  std::unique_ptr<double[]> residual;  // maxRows
-  std::unique_ptr<LeastSquares> solver;
+  double* design = nullptr;    // maxRows x columns, row-major
+  double* residual = nullptr;  // maxRows
+  double* block = nullptr;     // one block's derivatives, column by column
+  LeastSquares* solver = nullptr;
 
   bool allocate(int slots, int stars, int k) {
+    static_assert(std::is_trivially_destructible_v<LeastSquares>);
     scanned = slots > 0 ? slots : 1;
     maxRows = kRowsPerStar * stars;
     columns = k > 0 ? k : 1;
+    const auto n = static_cast<std::size_t>(scanned);
     const auto rows = static_cast<std::size_t>(maxRows > 0 ? maxRows : 1);
-    design = allocateArray<double>(rows * static_cast<std::size_t>(columns));
-    residual = allocateArray<double>(rows);
-    solver.reset(new (std::nothrow) LeastSquares);
-    return observed.allocate(scanned) && source.allocate(scanned) && design && residual &&
-           solver;
+    const auto q = static_cast<std::size_t>(columns);
+    const std::size_t blockSize = kRowsPerStar * static_cast<std::size_t>(B) * q;
+    const std::size_t bytes =
+        6 * Arena::slice(n * sizeof(double)) + Arena::slice(rows * q * sizeof(double)) +
+        Arena::slice(rows * sizeof(double)) + Arena::slice(blockSize * sizeof(double)) +
+        Arena::slice(sizeof(LeastSquares));
+    if (!arena.reserve(bytes)) return false;
+    for (Directions* d : {&observed, &source}) {
+      d->x = arena.take<double>(n);
+      d->y = arena.take<double>(n);
+      d->z = arena.take<double>(n);
+    }
+    design = arena.take<double>(rows * q);
+    residual = arena.take<double>(rows);
+    block = arena.take<double>(blockSize);
+    LeastSquares* place = arena.take<LeastSquares>(1);
+    if (place != nullptr) solver = new (place) LeastSquares;
+    return observed.z != nullptr && source.z != nullptr && design && residual && block &&
+           solver != nullptr;
   }
 };
 
@@ -123,17 +181,27 @@ struct Block {
 };
 
 // The model applied to a block of active stars, filling their derivative
-// and residual rows from row `row` on, lane by lane.
+// and residual rows from row `row` on, lane by lane. The derivatives are
+// gathered column by column for the block and then written a row at a
+// time: the rows are new memory, and three scattered stores per star and
+// term cost more than the arithmetic that makes them.
 void differentiate(const ModelEvaluator& evaluator, const FitTerms& terms, Block& block,
                    const Directions& observed, int row, Workspace& ws, bool* failed) {
   block.pad();
-  DerivativeRows rows;
-  rows.rows = &ws.design[static_cast<std::size_t>(row) * ws.columns];
-  rows.stride = ws.columns;
-  rows.column = terms.column;
+  constexpr int kBlockRows = kRowsPerStar * B;
+  DerivativeRows columns;
+  columns.rows = ws.block;
+  columns.stride = 1;
+  columns.column = terms.column;
+  columns.columnStride = kBlockRows;
   for (int lane = 0; lane < B; ++lane) failed[lane] = false;
-  evaluator.differentiate(block.lanes, block.v, failed, rows);
+  evaluator.differentiate(block.lanes, block.v, failed, columns);
   if (terms.fitted == 0) return;
+  const int q = terms.fitted;
+  for (int r = 0; r < kRowsPerStar * block.lanes.count; ++r) {
+    double* to = &ws.design[static_cast<std::size_t>(row + r) * ws.columns];
+    for (int j = 0; j < q; ++j) to[j] = ws.block[static_cast<std::size_t>(j) * kBlockRows + r];
+  }
   for (int lane = 0; lane < block.lanes.count; ++lane) {
     const int i = block.slot[lane];
     double* r = &ws.residual[row + kRowsPerStar * lane];
@@ -207,7 +275,7 @@ bool solve(const FitTerms& terms, int stars, double tolerance, Workspace& ws, Mo
   const int m = kRowsPerStar * stars;
   const int n = terms.fitted;
   const int status =
-      ws.solver->solve(m, n, ws.maxRows, n, ws.design.get(), ws.residual.get(), tolerance);
+      ws.solver->solve(m, n, ws.maxRows, n, ws.design, ws.residual, tolerance);
   result.svdStatus = status;
   if (status < 0) {
     result.outcome = FitOutcome::SvdShapeError;

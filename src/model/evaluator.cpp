@@ -285,15 +285,17 @@ ZENFIT_ALWAYS_INLINE void runEntries(const ModelEvaluator::Entry* entries, int c
       baseIsRunning = true;
     }
     const int column = kDerive ? out->column[slot] : -1;
-    if (e.source == Source::Nothing) {
-      // Nothing is done; a floating entry's derivative is zero.
+    if (e.source == Source::Nothing || e.source == Source::Unreadable) {
+      // Nothing is done, and a floating entry's derivative is zero; an
+      // unreadable generic name fails everywhere.
       for (int i = 0; column >= 0 && i < lanes.count; ++i) {
-        for (int c = 0; c < 3; ++c) out->rows[(3 * i + c) * out->stride + column] = 0.0;
+        for (int c = 0; c < 3; ++c) {
+          out->rows[(3 * i + c) * out->stride + column * out->columnStride] = 0.0;
+        }
       }
-      continue;
-    }
-    if (e.source == Source::Unreadable) {
-      for (int i = 0; i < B; ++i) health[i] = std::nan("");
+      if (e.source == Source::Unreadable) {
+        for (int i = 0; i < B; ++i) health[i] = std::nan("");
+      }
       continue;
     }
     if (!baseReady) {
@@ -324,7 +326,7 @@ ZENFIT_ALWAYS_INLINE void runEntries(const ModelEvaluator::Entry* entries, int c
       const double* sz = stepped->z;
       const std::ptrdiff_t stride = out->stride;
       for (int i = 0; i < lanes.count; ++i) {
-        double* row = out->rows + 3 * i * stride + column;
+        double* row = out->rows + 3 * i * stride + column * out->columnStride;
         row[0] = roundToSingle((sx[i] - next->x[i]) * kDerivativeScale);
         row[stride] = roundToSingle((sy[i] - next->y[i]) * kDerivativeScale);
         row[2 * stride] = roundToSingle((sz[i] - next->z[i]) * kDerivativeScale);

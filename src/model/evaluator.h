@@ -50,12 +50,13 @@ struct DirectionBlock {
   double x[kPlaceBlock], y[kPlaceBlock], z[kPlaceBlock];
 };
 
-// Where the derivatives go: lane i's component c in row 3 i + c, the
-// entry's column, rounded to single precision.
+// Where the derivatives go: lane i's component c for the entry's column j
+// at rows[(3 i + c) stride + j columnStride], rounded to single precision.
 struct DerivativeRows {
-  double* rows = nullptr;       // row 0
-  int stride = 0;               // doubles from one row to the next
+  double* rows = nullptr;       // lane 0's x component in column 0
+  int stride = 0;               // doubles from one row (lane and component) to the next
   const int* column = nullptr;  // per model slot: the column, or -1 for a held term
+  int columnStride = 1;         // doubles from one column to the next
 };
 
 class ModelEvaluator {

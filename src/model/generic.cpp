@@ -148,9 +148,135 @@ bool genericCorrection(const char* name, const char* slots, const ExactPlace& pl
   return true;
 }
 
+namespace {
+
+constexpr int B = kPlaceBlock;
+
+// The sines and cosines of a generic term's coordinate over a block, as
+// LanePlace gives them (after the pier-side change).
+void coordinateBlock(char letter, const PlaceBlock& p, double* __restrict s,
+                     double* __restrict c) {
+  const double* flip = p.lanes->flip;
+  switch (letter) {
+    case 'H':
+      for (int i = 0; i < B; ++i) {
+        s[i] = -flip[i] * p.sinL[i];
+        c[i] = flip[i] * p.cosL[i];
+      }
+      return;
+    case 'D':
+      for (int i = 0; i < B; ++i) {
+        s[i] = p.ez[i];
+        c[i] = flip[i] * p.re[i];
+      }
+      return;
+    case 'A':
+      for (int i = 0; i < B; ++i) {
+        s[i] = p.sinA[i];
+        c[i] = p.cosA[i];
+      }
+      return;
+    case 'Z':  // z = pi/2 - E
+      for (int i = 0; i < B; ++i) {
+        s[i] = p.rh[i];
+        c[i] = p.z[i];
+      }
+      return;
+    case 'Q':
+      // The parallactic angle's atan2 arguments scaled to unit length.
+      for (int i = 0; i < B; ++i) {
+        const double sinH = -flip[i] * p.sinL[i];
+        const double cosH = flip[i] * p.cosL[i];
+        const double y = sinH * p.latCos;
+        const double x = p.latSin * (flip[i] * p.re[i]) - p.latCos * p.ez[i] * cosH;
+        const double r = std::sqrt(x * x + y * y);
+        const double safe = r > 0.0 ? r : 1.0;
+        const double sq = y / safe;
+        const double cq = x / safe;
+        s[i] = r > 0.0 ? sq : 0.0;
+        c[i] = r > 0.0 ? cq : 1.0;
+      }
+      return;
+    default:
+      for (int i = 0; i < B; ++i) {
+        s[i] = 0.0;
+        c[i] = 1.0;
+      }
+      return;
+  }
+}
+
+// (s, c) of x turned into those of n x, lane by lane as multipleAngle()
+// does it, with the loop over the bits of n outside the loop over the lanes.
+void multipleBlock(int n, double* __restrict s, double* __restrict c) {
+  if (n == 1) return;
+  if (n == 2) {
+    for (int i = 0; i < B; ++i) {
+      const double t = c[i] * c[i] - s[i] * s[i];
+      s[i] = 2.0 * s[i] * c[i];
+      c[i] = t;
+    }
+    return;
+  }
+  double rs[B], rc[B];
+  bool first = true;
+  for (int i = 0; i < B; ++i) {
+    rs[i] = 0.0;
+    rc[i] = 1.0;
+  }
+  while (n > 0) {
+    if ((n & 1) != 0) {
+      for (int i = 0; i < B; ++i) {
+        if (first) {
+          rs[i] = s[i];
+          rc[i] = c[i];
+        } else {
+          const double t = rc[i] * c[i] - rs[i] * s[i];
+          rs[i] = rs[i] * c[i] + rc[i] * s[i];
+          rc[i] = t;
+        }
+      }
+      first = false;
+    }
+    n >>= 1;
+    if (n > 0) {
+      for (int i = 0; i < B; ++i) {
+        const double t = c[i] * c[i] - s[i] * s[i];
+        s[i] = 2.0 * s[i] * c[i];
+        c[i] = t;
+      }
+    }
+  }
+  for (int i = 0; i < B; ++i) {
+    s[i] = rs[i];
+    c[i] = rc[i];
+  }
+}
+
+}  // namespace
+
+// Factor by factor over the whole block, so that each step is one loop
+// over the lanes; the same arithmetic, lane by lane, as
+// genericMultipliers() over a LanePlace.
 void genericBlock(const GenericForm& form, const PlaceBlock& places, MultiplierBlock& out) {
-  for (int i = 0; i < kPlaceBlock; ++i) {
-    const Multipliers c = genericMultipliers(form, LanePlace(places, i));
+  double f[B];
+  for (int i = 0; i < B; ++i) f[i] = 1.0;
+  for (int k = 0; k < form.factors; ++k) {
+    const GenericForm::Factor& factor = form.factor[k];
+    if (form.harmonic) {
+      double s[B], c[B];
+      coordinateBlock(factor.argument, places, s, c);
+      multipleBlock(static_cast<int>(factor.n), s, c);
+      const double* value = factor.function == 'S' ? s : c;
+      for (int i = 0; i < B; ++i) f[i] *= value[i];
+    } else {
+      for (int i = 0; i < B; ++i) {
+        f[i] *= std::pow(LanePlace(places, i).angle(factor.argument), factor.n);
+      }
+    }
+  }
+  for (int i = 0; i < B; ++i) {
+    const Multipliers c = quantityMultipliers(form.quantity, f[i], LanePlace(places, i));
     out.m[0][i] = c.m[0];
     out.m[1][i] = c.m[1];
     out.m[2][i] = c.m[2];

@@ -14,10 +14,11 @@
 //               places vectorises. The two agree to a few units in the last
 //               place of a double.
 //
-// A term's multipliers are written once, as a generic lambda over either
-// form (terms.cpp). Every accessor gives the value after the pier-side
-// change of the hour angle and declination (h + pi, s pi - d, s the sign of
-// the latitude).
+// A standard term's multipliers are written once, as a generic lambda over
+// either form (terms.cpp); a generic term's block is computed factor by
+// factor over the block's sines and cosines (generic.cpp). Every accessor
+// gives the value after the pier-side change of the hour angle and
+// declination (h + pi, s pi - d, s the sign of the latitude).
 #pragma once
 
 #include <cmath>
@@ -234,16 +235,6 @@ class LanePlace {
       default: return 0.0;
     }
   }
-  double sinOf(char letter, double n) const {
-    double s = 0.0, c = 1.0;
-    coordinate(letter, s, c);
-    return multiple(n, s, c, true);
-  }
-  double cosOf(char letter, double n) const {
-    double s = 0.0, c = 1.0;
-    coordinate(letter, s, c);
-    return multiple(n, s, c, false);
-  }
 
  private:
   double sinH1() const { return -b_.lanes->flip[i_] * b_.sinL[i_]; }
@@ -267,32 +258,6 @@ class LanePlace {
     const double r = std::sqrt(x * x + y * y);
     s = r > 0.0 ? y / r : 0.0;
     c = r > 0.0 ? x / r : 1.0;
-  }
-
-  void coordinate(char letter, double& s, double& c) const {
-    switch (letter) {
-      case 'H':
-        s = sinH1();
-        c = cosH1();
-        return;
-      case 'D':
-        s = sinD1();
-        c = cosD1();
-        return;
-      case 'A':
-        s = sinA();
-        c = cosA();
-        return;
-      case 'Z':
-        s = sinZ();
-        c = cosZ();
-        return;
-      case 'Q': parallactic(s, c); return;
-      default:
-        s = 0.0;
-        c = 1.0;
-        return;
-    }
   }
 
   const PlaceBlock& b_;
