@@ -1,9 +1,11 @@
 // FIT's least-squares route against the straightforward path it replaces
 // (svdDecompose of the whole design matrix, FIT's editing, svdSolve and
-// svdCovariance): FIT's own design matrices of the example and golden runs
-// and of a full 49-term run, random matrices from 3 x 1 to 14997 x 49, and
-// ill-conditioned and rank-deficient ones, with the same editing decisions;
-// and the status codes.
+// svdCovariance), and its AVX2 loops against its baseline ones: FIT's
+// design matrix of a full 49-term run, random matrices from 3 x 1 to
+// 14997 x 49, and ill-conditioned and rank-deficient ones, with the same
+// editing decisions; and the status codes. (FIT as a whole against the
+// straightforward path, on the examples and the goldens' data, is
+// fit_route_test.cpp.)
 #include "fit/least_squares.h"
 
 #include <gtest/gtest.h>
@@ -13,8 +15,6 @@
 #include <cstring>
 #include <memory>
 #include <random>
-#include <string>
-#include <thread>
 #include <vector>
 
 #include "fit/design_matrix.h"
@@ -163,41 +163,6 @@ Problem withSingularValues(std::mt19937& rng, int m, const std::vector<double>& 
   return p;
 }
 
-TEST(LeastSquares, AgreesWithTheStraightforwardPathOnTheExampleAndGoldenRuns) {
-  const struct {
-    const char* folder;
-    const char* commands;
-    double tolerance;
-    bool edited;
-  } runs[] = {
-      {ZENFIT_SOURCE_DIR "/examples", "INDAT run\nUSE IH ID CH NP ME MA TF DAF", 0.01, false},
-      {ZENFIT_SOURCE_DIR "/examples", "INDAT altaz\nUSE IA IE CA NPAE AN AW TF", 0.01, false},
-      {ZENFIT_GOLDEN_DIR "/fit_report", "INDAT run\nUSE IH ID CH NP ME MA TF\nPARAL NP", 0.01,
-       false},
-      // CH nearly IH near the equator: edited at FITTOL 0.1 and not at 0.01,
-      // and AUX2H's column is all zero.
-      {ZENFIT_GOLDEN_DIR "/fit_ill_conditioning", "INDAT equator\nUSE IH ID CH", 0.01, false},
-      {ZENFIT_GOLDEN_DIR "/fit_ill_conditioning", "INDAT equator\nUSE IH ID CH", 0.1, true},
-      {ZENFIT_GOLDEN_DIR "/fit_ill_conditioning", "INDAT equator\nUSE IH ID CH AUX2H", 0.1, true},
-  };
-  for (const auto& run : runs) {
-    SCOPED_TRACE(std::string(run.commands) + " at " + std::to_string(run.tolerance));
-    ScratchDir dir;
-    dir.copyFrom(run.folder);
-    Session session(dir.path());
-    session.runAll(run.commands);
-    // The first step from zero, then the second from the first's answer.
-    for (int step = 0; step < 2; ++step) {
-      Engine& engine = session.engine();
-      const Problem p =
-          fromDesign(designMatrix(evaluationContext(engine), engine.model, engine.observations));
-      ASSERT_GT(p.m, 30);
-      EXPECT_EQ(expectSameAnswers(p, run.tolerance).zeroed, run.edited);
-      session.run("FIT");
-    }
-  }
-}
-
 TEST(LeastSquares, AgreesOnAFullRunOfFortyNineTermsAndOnRandomMatricesOfEveryShape) {
   ScratchDir dir;
   Session session(dir.path());
@@ -289,28 +254,6 @@ TEST(LeastSquares, GivesTheStatusOfTheDecompositionAndWritesNothingForABadShape)
   bad.a[17] = std::nan("");
   expectSameAnswers(bad, 0.01);
   EXPECT_GT(Straightforward(bad, 0.01).status, 0);
-}
-
-TEST(LeastSquares, TwoSolversInTwoThreadsGiveTheAnswersOfOne) {
-  std::mt19937 rng(77);
-  const Problem p = randomProblem(rng, 3000, 49), q = randomProblem(rng, 3000, 20);
-  auto solveAll = [](const Problem& problem, std::vector<double>& out) {
-    auto route = std::make_unique<LeastSquares>();
-    for (int k = 0; k < 5; ++k) {
-      Problem copy = problem;
-      route->solve(copy.m, copy.n, copy.m, copy.n, copy.a.data(), copy.b.data(), 0.01);
-    }
-    out.assign(route->solution(), route->solution() + problem.n);
-    out.insert(out.end(), route->covariance(), route->covariance() + problem.n * problem.n);
-  };
-  std::vector<double> alone, first, second, secondAlone;
-  solveAll(p, alone);
-  solveAll(q, secondAlone);
-  std::thread other([&] { solveAll(q, second); });
-  solveAll(p, first);
-  other.join();
-  EXPECT_EQ(first, alone);
-  EXPECT_EQ(second, secondAlone);
 }
 
 }  // namespace
