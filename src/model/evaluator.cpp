@@ -18,6 +18,11 @@ constexpr int B = kPlaceBlock;
 // below 1e-21 of the result; larger shifts (a coefficient of degrees) go
 // to std::sin and std::cos.
 constexpr double kSmallAngle = 0.125;
+// sin x = x + x^3 (a1 + x^2 (a2 + ...)), cos x = 1 + x^2 (b1 + x^2 (b2 + ...)).
+constexpr double kSinSeries[] = {-1.0 / 6, 1.0 / 120, -1.0 / 5040, 1.0 / 362880,
+                                 -1.0 / 39916800};
+constexpr double kCosSeries[] = {-1.0 / 2,    1.0 / 24,      -1.0 / 720,      1.0 / 40320,
+                                 -1.0 / 3628800, 1.0 / 479001600};
 
 // x - x is 0 for every finite x and NaN for an infinity or a NaN. A lane's
 // health is the sum of these over everything that must be finite: 0 while
@@ -34,15 +39,12 @@ ZENFIT_ALWAYS_INLINE void sinCos(const double* __restrict a, double* __restrict 
   for (int i = 0; i < B; ++i) {
     const double x = a[i];
     const double x2 = x * x;
-    s[i] =
-        x + x * x2 *
-                (-1.0 / 6 + x2 * (1.0 / 120 + x2 * (-1.0 / 5040 +
-                                                    x2 * (1.0 / 362880 + x2 * (-1.0 / 39916800)))));
-    c[i] = 1.0 +
-           x2 * (-0.5 +
-                 x2 * (1.0 / 24 +
-                       x2 * (-1.0 / 720 +
-                             x2 * (1.0 / 40320 + x2 * (-1.0 / 3628800 + x2 * (1.0 / 479001600))))));
+    double p = kSinSeries[4];
+    for (int k = 3; k >= 0; --k) p = kSinSeries[k] + x2 * p;
+    double q = kCosSeries[5];
+    for (int k = 4; k >= 0; --k) q = kCosSeries[k] + x2 * q;
+    s[i] = x + x * x2 * p;
+    c[i] = 1.0 + x2 * q;
     large |= std::bit_cast<unsigned long long>(std::fabs(x) > kSmallAngle ? 1.0 : 0.0);
   }
   if (large == 0) return;
