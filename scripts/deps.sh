@@ -6,6 +6,10 @@ need() { dpkg -s "$1" >/dev/null 2>&1 || missing="$missing $1"; }
 if command -v dpkg >/dev/null 2>&1; then
   need cmake; need g++; need make; need pkg-config
   need liberfa-dev; need libgtest-dev; need libbenchmark-dev
+  # libedit: line editing, history and Tab completion at the batch program's prompt.
+  need libedit-dev
+  # tmux: the tests drive the batch program's prompt through a pseudo-terminal.
+  need tmux
 fi
 if [ -n "$missing" ]; then
   if [ "$(id -u)" = 0 ]; then

@@ -7,6 +7,7 @@
 #include "command/arguments.h"
 #include "command/command_table.h"
 #include "command/engine.h"
+#include "command/file_output.h"
 #include "command/plot_commands.h"
 
 namespace zenfit {
@@ -70,7 +71,7 @@ void cmdInpro(Engine& engine, Arguments& arguments) {
   }
   std::snprintf(store.lines[last + 1], sizeof store.lines[last + 1], "END");
   sayf(engine, Severity::Info, "%d lines input.\n", last + 1);
-  done(engine);
+  if (readToTheEnd(engine, name, file)) done(engine);
 }
 
 void cmdCall(Engine& engine, Arguments& arguments) {
