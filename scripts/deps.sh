@@ -8,8 +8,6 @@ if command -v dpkg >/dev/null 2>&1; then
   need liberfa-dev; need libgtest-dev; need libbenchmark-dev
   # libedit: line editing, history and Tab completion at the batch program's prompt.
   need libedit-dev
-  # tmux: the tests drive the batch program's prompt through a pseudo-terminal.
-  need tmux
 fi
 if [ -n "$missing" ]; then
   if [ "$(id -u)" = 0 ]; then

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <memory>
 
 #include "base/atomic_file.h"
 
@@ -93,7 +94,11 @@ bool LineEditor::readLine(const char* prompt, std::string& line) {
   prompt_ = prompt != nullptr ? std::string(prompt) + " " : "";
   int count = 0;
   const char* text = el_gets(editor_, &count);
-  if (text == nullptr || count <= 0) return false;  // Ctrl-D on an empty line
+  if (text == nullptr || count <= 0) {  // Ctrl-D on an empty line
+    std::fputc('\n', out_);
+    std::fflush(out_);
+    return false;
+  }
   line.assign(text, static_cast<std::size_t>(count));
   while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
   remember(line);
@@ -108,16 +113,17 @@ void LineEditor::remember(const std::string& line) {
   HistEvent event;
   history(history_, &event, H_ENTER, line.c_str());
   if (historyFile_.empty() || !historyError_.empty()) return;
-  char* bytes = nullptr;
-  std::size_t size = 0;
-  std::FILE* memory = ::open_memstream(&bytes, &size);
-  if (memory == nullptr) return;
-  history(history_, &event, H_SAVE_FP, memory);
-  std::fclose(memory);
+  // libedit saves only to a real file (it sets the file's mode), so the
+  // text goes through an anonymous temporary file.
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> scratch(std::tmpfile(), std::fclose);
+  if (!scratch || history(history_, &event, H_SAVE_FP, scratch.get()) < 0) return;
+  std::string text;
+  std::rewind(scratch.get());
+  char block[4096];
+  for (std::size_t n; (n = std::fread(block, 1, sizeof block, scratch.get())) > 0;) text.append(block, n);
   const int fd = ::open(historyFile_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   if (fd >= 0) ::close(fd);
-  const FileResult saved = writeFileAtomically(historyFile_, std::string_view(bytes, size));
-  std::free(bytes);
+  const FileResult saved = writeFileAtomically(historyFile_, text);
   if (!saved.ok()) historyError_ = saved.error;
 }
 
