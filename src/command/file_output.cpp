@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "base/atomic_file.h"
+#include "base/files.h"
 #include "command/engine.h"
 #include "command/texts.h"
 
@@ -18,14 +19,6 @@ bool writeNamedFile(Engine& engine, const std::string& name, const std::string& 
     sayf(engine, Severity::Error, "Output file cannot be written!  File = %s: %s\n", name.c_str(),
          std::strerror(result.errorNumber));
   }
-  return false;
-}
-
-bool readToTheEnd(Engine& engine, const std::string& name, const FileHandle& file) {
-  const std::string failure = readFailure(file);
-  if (failure.empty()) return true;
-  sayf(engine, Severity::Error, "Input file could not be read to its end!  File = %s: %s\n",
-       name.c_str(), failure.c_str());
   return false;
 }
 

@@ -1,10 +1,7 @@
-// Files the engine writes for the user (OUTDAT, OUTMOD, plot files), and
-// the report of a file that could not be read to its end.
+// Files the engine writes for the user (OUTDAT, OUTMOD, plot files).
 #pragma once
 
 #include <string>
-
-#include "base/files.h"
 
 namespace zenfit {
 
@@ -19,10 +16,5 @@ struct Engine;
 // written!" with the file's name and the reason. Either is severity E and
 // gives false.
 bool writeNamedFile(Engine& engine, const std::string& name, const std::string& content);
-
-// After a read: when the file stopped before its end (a read error, or a
-// line that never ends), reports it with the file's name and the reason
-// (severity E) and gives false; else true.
-bool readToTheEnd(Engine& engine, const std::string& name, const FileHandle& file);
 
 }  // namespace zenfit

@@ -7,7 +7,6 @@
 #include "command/arguments.h"
 #include "command/command_table.h"
 #include "command/engine.h"
-#include "command/file_output.h"
 #include "command/plot_commands.h"
 
 namespace zenfit {

@@ -1,8 +1,9 @@
 // Over-long lines in every text file the engine reads: each line is cut at
 // its file's length (observations 120, catalogue 100, the rest 200), the
 // rest of it is skipped however long it is, and the lines after it are read
-// as usual. A line that never ends (/dev/zero) ends the file, and the
-// command that read it says so and fails.
+// as usual; each file also ends in a long line with no line end. A line
+// that never ends (/dev/zero) ends the file, and the command that read it
+// says so and fails.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -57,7 +58,9 @@ TEST(LongLines, StarCatalogue) {
                              "ALDEB  04 35 55.24  +16 30 33.5  0.0044 -0.189  J2000\n" +
                              longLine("VEGA   18 36 56.34  +38 47 01.3  0.0172  0.286  J2000", 100,
                                       length) +
-                             "\nALTAIR 19 50 47.00  +08 52 06.0  0.0036  0.386  J2000\n");
+                             "\n" +
+                             longLine("ALTAIR 19 50 47.00  +08 52 06.0  0.0036  0.386  J2000", 100,
+                                      length));
     Session s(dir.path());
     EXPECT_EQ(s.run("INST cat"),
               "* INST cat\nReading star catalogue entries from file cat ...\n3 stars input.\n")
@@ -74,7 +77,7 @@ TEST(LongLines, ModelFile) {
     dir.write("model.dat", longLine("Test run 7", 200, length) + "\n" +
                                "S   24   1.2345   58.123  -0.0678\n" +
                                longLine("  IH        +12.3457     0.54321", 200, length) + "\n" +
-                               "& NP         -3.5000     1.00000\nEND\n");
+                               longLine("& NP         -3.5000     1.00000", 200, length));
     Session s(dir.path());
     const std::string out = s.run("INMOD model");
     EXPECT_EQ(s.engine().dispatch.status, CommandStatus::Done) << length << "\n" << out.substr(0, 400);
@@ -87,7 +90,8 @@ TEST(LongLines, ProcedureLibrary) {
   for (const std::size_t length : kLengths) {
     ScratchDir dir;
     dir.write("lib.dat", "PROC A\n" + longLine("  setcap 'after a long line'", 200, length) +
-                             "\n  frame off\nRETURN\nPROC B\n  frame on\nRETURN\n");
+                             "\n  frame off\nRETURN\nPROC B\n  frame on\n" +
+                             longLine("RETURN", 200, length));
     Session s(dir.path());
     EXPECT_EQ(s.run("INPRO lib"),
               "* INPRO lib\nReading procedures from file lib ...\n7 lines input.\n")
@@ -101,7 +105,7 @@ TEST(LongLines, InitialisationFile) {
   for (const std::size_t length : kLengths) {
     ScratchDir dir;
     dir.write("zenfit.ini", "HELP_NAME site\n" + longLine("STAR_CATALOG mycat", 200, length) +
-                                "\nPROCEDURE_LIBRARY mylib\n");
+                                "\n" + longLine("PROCEDURE_LIBRARY mylib", 200, length));
     Session s(dir.path());
     EXPECT_EQ(s.engine().settings.starCatalog, "mycat") << length;
     EXPECT_EQ(s.engine().settings.procedureLibrary, "mylib") << length;
