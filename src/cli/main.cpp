@@ -123,19 +123,24 @@ class SessionInput final : public zenfit::LineInput {
   zenfit::LineInput& source_;
 };
 
-// HELP and "? word": the answer from the help library named by the
-// settings (HELP_PREFIX + HELP_NAME + HELP_SUFFIX), found in the working
-// folder, the installed data folder or the copy built in. It goes out as
+// The help library as the settings name it (HELP_PREFIX + HELP_NAME +
+// HELP_SUFFIX), from the working folder, the installed data folder or
+// the copy built in.
+zenfit::help::Loaded loadHelp(const zenfit::Engine& engine) {
+  const zenfit::Settings& settings = engine.settings;
+  return zenfit::help::load(
+      engine.workdir,
+      zenfit::help::helpFileName(settings.helpPrefix, settings.helpName, settings.helpSuffix));
+}
+
+// HELP and "? word": the answer from the help library. It goes out as
 // the engine's own information lines, so it stands in the transcript
 // where the command's output would.
 int answerHelp(zenfit::Engine& engine, const char* commandLine) {
   int cursor = 0;
   char word[zenfit::kCommandWordSize];
   zenfit::nextWord(zenfit::kCommandWordSize, commandLine, cursor, word);  // HELP or ?
-  const zenfit::Settings& settings = engine.settings;
-  const zenfit::help::Loaded loaded = zenfit::help::load(
-      engine.workdir,
-      zenfit::help::helpFileName(settings.helpPrefix, settings.helpName, settings.helpSuffix));
+  const zenfit::help::Loaded loaded = loadHelp(engine);
   for (const std::string& note : loaded.notes) complain("help: " + note + "; passed over");
   for (const std::string& line : loaded.library.answer(zenfit::textFrom(commandLine, cursor))) {
     zenfit::say(engine, zenfit::Severity::Info, line + "\n");
@@ -144,8 +149,8 @@ int answerHelp(zenfit::Engine& engine, const char* commandLine) {
 }
 
 // The words Tab offers: command words and term names (those of the
-// session, generic ones included) first on a line and after HELP; term
-// names after the commands that take them.
+// session, generic ones included) first on a line; those and every help
+// topic after HELP; term names after the commands that take them.
 std::vector<std::string> completionWords(const zenfit::Engine& engine,
                                          const std::vector<std::string>& before) {
   std::string first = before.empty() ? "" : before[0];
@@ -164,6 +169,12 @@ std::vector<std::string> completionWords(const zenfit::Engine& engine,
   if (terms) {
     const zenfit::TermTable& table = engine.terms;
     for (int n = 1; n <= table.termNameCount; ++n) words.emplace_back(table.name(n));
+  }
+  if (help) {
+    const zenfit::help::Loaded loaded = loadHelp(engine);
+    for (const zenfit::help::Entry& entry : loaded.library.entries()) {
+      words.insert(words.end(), entry.words.begin(), entry.words.end());
+    }
   }
   return words;
 }

@@ -132,6 +132,9 @@ TEST(TerminalPrompt, EditsCompletesAndRemembers) {
     // History: Up recalls the line before.
     terminal.type(kUp + kEnter);
     EXPECT_TRUE(terminal.received("* fix hxsh2\n* fix hxsh2\n")) << terminal.transcript();
+    // After HELP, the help topics too.
+    terminal.type("help ter" + kTab + kEnter);
+    EXPECT_TRUE(terminal.received("* help terms\n")) << terminal.transcript();
     terminal.type(std::string("help fit") + kEnter + "end" + kEnter);
     EXPECT_TRUE(terminal.ends());
     EXPECT_NE(terminal.transcript().find("* help fit\nFIT             adjust every floating"),
