@@ -39,17 +39,24 @@ ssize_t readText(void* cookie, char* buffer, std::size_t size) {
     state->error = errno;
     return -1;
   }
-  const auto* lastEnd = static_cast<const char*>(::memrchr(buffer, '\n', static_cast<std::size_t>(n)));
-  const long run = lastEnd != nullptr ? static_cast<long>(buffer + n - 1 - lastEnd)
-                                      : state->lineBytes + static_cast<long>(n);
-  if (run > kMaxTextLineBytes) {
+  // Only the bytes before the first line end continue the line already
+  // running; the rest of the block (at most one buffer) cannot pass the limit.
+  const auto count = static_cast<std::size_t>(n);
+  const auto* firstEnd = static_cast<const char*>(std::memchr(buffer, '\n', count));
+  const long head = static_cast<long>(firstEnd != nullptr ? firstEnd - buffer : n);
+  if (state->lineBytes + head > kMaxTextLineBytes) {
     state->endless = true;
-    const ssize_t upToLimit = n - static_cast<ssize_t>(run - kMaxTextLineBytes);
+    const long upToLimit = kMaxTextLineBytes - state->lineBytes;
     if (upToLimit > 0) return upToLimit;
     errno = EFBIG;
     return -1;
   }
-  state->lineBytes = run;
+  if (firstEnd == nullptr) {
+    state->lineBytes += n;
+  } else {
+    const auto* lastEnd = static_cast<const char*>(::memrchr(buffer, '\n', count));
+    state->lineBytes = static_cast<long>(buffer + n - 1 - lastEnd);
+  }
   return n;
 }
 
