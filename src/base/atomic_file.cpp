@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <random>
 #include <utility>
 
 namespace zenfit {
@@ -86,12 +87,14 @@ FileResult writeInPlace(const std::string& path, const std::string& target,
 // else's), named after it so that a stray one is recognisable. The mode
 // 0666 is reduced by the umask, as for any new file.
 int createTemporary(const std::string& folder, const std::string& name, std::string& temp) {
-  static unsigned counter = 0;
+  // A random part, not a shared counter: engines in several threads write
+  // at once and share no state; O_EXCL settles the rare clash.
+  std::random_device entropy;
   // Keep the temporary name within NAME_MAX (255) for any target name.
   const std::string stem = name.substr(0, 200);
   for (int attempt = 0; attempt < 100; ++attempt) {
     temp = folder + "/." + stem + "." + std::to_string(::getpid()) + "." +
-           std::to_string(++counter) + ".tmp";
+           std::to_string(entropy()) + ".tmp";
     const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd >= 0 || errno != EEXIST) return fd;
   }
