@@ -9,6 +9,8 @@ if command -v dpkg >/dev/null 2>&1; then
   # Benchmarks only: LAPACK's dgelsd is the yardstick of FIT's benchmarks
   # (reference LAPACK over the reference BLAS); the engine links no LAPACK.
   need liblapack-dev
+  # libedit: line editing, history and Tab completion at the batch program's prompt.
+  need libedit-dev
   # The Python module (pybind11, the headers, numpy), its tests (pytest)
   # and the example analysis.py (matplotlib), all for Debian's python3.
   need pybind11-dev; need python3-dev; need python3-numpy; need python3-pytest
