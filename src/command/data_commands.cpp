@@ -116,7 +116,7 @@ void cmdIndat(Engine& engine, Arguments& arguments) {
     return;
   }
   int status = 0;
-  FileHandle file = openForReading(engine.workdir, name.c_str(), kFileNameSize, status);
+  FileHandle file = openNamedFile(engine, name, status);
   if (!file) {
     sayf(engine, Severity::Error, texts::kInputCannotBeOpened, name.c_str(), status);
     return;
@@ -139,7 +139,7 @@ void cmdInst(Engine& engine, Arguments& arguments) {
   }
   const std::string name = catalogue.fileName;
   int status = 0;
-  FileHandle file = openForReading(engine.workdir, name.c_str(), kFileNameSize, status);
+  FileHandle file = openNamedFile(engine, name, status);
   if (!file) {
     sayf(engine, Severity::Error,
          "Star catalogue file cannot be opened!  File = %s, status = %d\n", name.c_str(),

@@ -2,14 +2,33 @@
 
 #include <cstdio>
 
-#include "base/files.h"
 #include "command/engine.h"
 #include "command/texts.h"
 
 namespace zenfit {
 
+bool fileAccessAllowed(Engine& engine, const std::string& name,
+                       const std::filesystem::path& path, bool writing) {
+  if (!engine.hooks.fileAccess) return true;
+  const std::string refusal = engine.hooks.fileAccess(name, path, writing);
+  if (refusal.empty()) return true;
+  say(engine, Severity::Error, refusal.back() == '\n' ? refusal : refusal + "\n");
+  return false;
+}
+
+FileHandle openNamedFile(Engine& engine, const std::string& name, int& status) {
+  if (!isMissingFileName(name.c_str()) &&
+      !fileAccessAllowed(engine, name, resolveFileName(engine.workdir, name.c_str(), kFileNameSize),
+                         false)) {
+    status = kOpenFailed;
+    return nullptr;
+  }
+  return openForReading(engine.workdir, name.c_str(), kFileNameSize, status);
+}
+
 bool writeNamedFile(Engine& engine, const std::string& name, const std::string& content) {
   const std::filesystem::path path = resolveFileName(engine.workdir, name.c_str(), kFileNameSize);
+  if (!fileAccessAllowed(engine, name, path, true)) return false;
   FileHandle file(std::fopen(path.c_str(), "w"));
   if (!file) {
     sayf(engine, Severity::Error, texts::kOutputCannotBeOpened, name.c_str(), kOpenFailed);

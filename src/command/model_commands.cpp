@@ -189,7 +189,7 @@ void cmdInmod(Engine& engine, Arguments& arguments) {
     return;
   }
   int status = 0;
-  FileHandle file = openForReading(engine.workdir, name.c_str(), kFileNameSize, status);
+  FileHandle file = openNamedFile(engine, name, status);
   if (!file) {
     sayf(engine, Severity::Error, "Input file cannot be opened!  File = %s, status  = %d\n",
          name.c_str(), status);

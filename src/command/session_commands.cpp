@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/files.h"
+#include "command/file_output.h"
 #include "command/arguments.h"
 #include "command/command_table.h"
 #include "command/engine.h"
@@ -41,7 +42,7 @@ void cmdInpro(Engine& engine, Arguments& arguments) {
   std::string name = arguments.fileName();
   if (name.empty()) name = engine.settings.procedureLibrary;
   int status = 0;
-  FileHandle file = openForReading(engine.workdir, name.c_str(), kFileNameSize, status);
+  FileHandle file = openNamedFile(engine, name, status);
   if (!file) {
     sayf(engine, Severity::Error, "Library file cannot be opened!  File = %s, status = %d\n",
          name.c_str(), status);
