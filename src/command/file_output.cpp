@@ -16,16 +16,6 @@ bool fileAccessAllowed(Engine& engine, const std::string& name,
   return false;
 }
 
-FileHandle openNamedFile(Engine& engine, const std::string& name, int& status) {
-  if (!isMissingFileName(name.c_str()) &&
-      !fileAccessAllowed(engine, name, resolveFileName(engine.workdir, name.c_str(), kFileNameSize),
-                         false)) {
-    status = kOpenFailed;
-    return nullptr;
-  }
-  return openForReading(engine.workdir, name.c_str(), kFileNameSize, status);
-}
-
 bool writeNamedFile(Engine& engine, const std::string& name, const std::string& content) {
   const std::filesystem::path path = resolveFileName(engine.workdir, name.c_str(), kFileNameSize);
   if (!fileAccessAllowed(engine, name, path, true)) return false;

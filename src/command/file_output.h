@@ -1,6 +1,6 @@
-// Files the engine opens for the user (the initialisation file, INDAT,
-// INST, INMOD, INPRO) and writes for the user (OUTDAT, OUTMOD, plot files).
-// Both pass the host's fileAccess hook (engine.h) before the file is touched.
+// Files the engine writes for the user (OUTDAT, OUTMOD, plot files), and
+// the host's verdict (the fileAccess hook of engine.h) on every file the
+// engine reads or writes by a name, asked before the file is touched.
 #pragma once
 
 #include <filesystem>
@@ -17,11 +17,6 @@ struct Engine;
 // after its reason has been reported (severity E).
 bool fileAccessAllowed(Engine& engine, const std::string& name,
                        const std::filesystem::path& path, bool writing);
-
-// Opens a file the user named for reading, by the file-name rule in the
-// engine's working folder, as openForReading does; a name the host refuses
-// is reported and fails to open (status kOpenFailed).
-FileHandle openNamedFile(Engine& engine, const std::string& name, int& status);
 
 // Writes content to the file the user named (by the file-name rule, in the
 // engine's working folder): through a temporary file in the same folder,

@@ -5,8 +5,8 @@
 
 #include "base/decode.h"
 #include "base/files.h"
-#include "command/file_output.h"
 #include "command/engine.h"
+#include "command/file_input.h"
 #include "command/plot_commands.h"
 #include "command/reports.h"
 
