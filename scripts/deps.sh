@@ -6,6 +6,14 @@ need() { dpkg -s "$1" >/dev/null 2>&1 || missing="$missing $1"; }
 if command -v dpkg >/dev/null 2>&1; then
   need cmake; need g++; need make; need pkg-config
   need liberfa-dev; need libgtest-dev; need libbenchmark-dev
+  # The Python module (pybind11, the headers, numpy), its tests (pytest)
+  # and the example analysis.py (matplotlib), all for Debian's python3.
+  need pybind11-dev; need python3-dev; need python3-numpy; need python3-pytest
+  need python3-matplotlib
+  # The browser host zenfit-web: its HTTP server and JSON, and the test that
+  # drives its page in headless Chromium through Selenium.
+  need libcpp-httplib-dev; need nlohmann-json3-dev
+  need chromium; need chromium-driver; need python3-selenium
 fi
 if [ -n "$missing" ]; then
   if [ "$(id -u)" = 0 ]; then
