@@ -390,7 +390,9 @@ function stat(label, value, unit, title) {
 function significance(ratio, width) {
   const bar = element('span');
   bar.style.width = `${width}%`;
-  return element('div', { class: `sig${ratio < 2 ? ' weak' : ''}`, title: `${fixed(ratio, 1)} σ` }, bar);
+  return element('div', { class: 'significance', title: `|value| = ${fixed(ratio, 1)} σ` },
+    element('span', { class: 'ratio', text: ratio >= 100 ? fixed(ratio, 0) : fixed(ratio, 1) }),
+    element('div', { class: `sig${ratio < 2 ? ' weak' : ''}` }, bar));
 }
 
 function renderFit(state) {
@@ -429,7 +431,7 @@ function renderFit(state) {
       element('td', { class: 'num', text: term.fitted ? signed(term.change, 3) : '' }),
       element('td', { class: 'num', text: signed(term.value, 2) }),
       element('td', { class: 'num', text: term.fitted ? fixed(term.sigma, 3) : 'held' }),
-      element('td', { class: 'num bar' }, ratio === null ? '' : significance(ratio, width))));
+      element('td', { class: 'num sigcell' }, ratio === null ? '' : significance(ratio, width))));
   });
 
   const weak = fit.terms.filter((t) => t.fitted && t.sigma > 0 && Math.abs(t.value) < 2 * t.sigma).map((t) => t.name);
