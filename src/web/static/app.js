@@ -111,6 +111,7 @@ const page = {
 
 function notice(text, kind) {
   const box = $('#notice');
+  notice.fromCommand = false;
   if (!text) { box.hidden = true; return; }
   box.textContent = text;
   box.className = 'notice' + (kind === 'error' ? ' error' : '');
@@ -162,9 +163,11 @@ function run(line, options = {}) {
       return { ok: false, text: error.message };
     }
     if (options.echo !== false || !outcome.ok) addTranscript(outcome.text || `* ${line}`, outcome.ok);
+    if (outcome.ok && notice.fromCommand) notice(null);
     if (!outcome.ok && options.quiet !== true) {
       const reason = outcome.text.split('\n').slice(1).filter((l) => l && l !== '?' && l !== '!').join(' ');
       notice(`${commandWord(line)} failed${reason ? ': ' + reason : ''}`, 'error');
+      notice.fromCommand = true;
     }
     await refresh(commandWord(line));
     return outcome;
@@ -660,23 +663,23 @@ async function fetchPlot(name) {
   return plot;
 }
 
+// The plot is shown as an image of its SVG: nothing in it can run, and it
+// keeps its own styles. Marks are in the SVG's units (its viewBox).
 function showPlot(plot, word) {
   const box = $('#plot');
   box.classList.remove('busy');
-  const parsed = new DOMParser().parseFromString(plot.svg, 'image/svg+xml');
-  const svg = parsed.documentElement;
-  if (!svg || svg.nodeName !== 'svg') {
+  const viewBox = /viewBox="([-\d.]+) ([-\d.]+) ([\d.]+) ([\d.]+)"/.exec(plot.svg);
+  if (!viewBox) {
     box.replaceChildren(element('p', { class: 'empty', text: 'The plot could not be read.' }));
     return;
   }
-  const node = document.importNode(svg, true);
-  node.removeAttribute('width');
-  node.removeAttribute('height');
-  node.setAttribute('role', 'img');
-  node.setAttribute('aria-label', `${word} plot`);
-  node.dataset.command = word;
-  box.replaceChildren(node);
+  if (box.plotUrl) URL.revokeObjectURL(box.plotUrl);
+  box.plotUrl = URL.createObjectURL(new Blob([plot.svg], { type: 'image/svg+xml' }));
+  const image = element('img', { src: box.plotUrl, alt: `${word} plot`, draggable: false });
+  image.dataset.command = word;
+  box.replaceChildren(image);
   box.dataset.command = word;
+  box.view = viewBox.slice(1, 5).map(Number);
   box.marks = plot.marks || [];
 }
 
@@ -724,16 +727,18 @@ function selectTab(name, draw = true) {
 // The observation under the pointer: the nearest mark within 9 pixels.
 function markAt(event) {
   const box = $('#plot');
-  const svg = box.querySelector('svg');
-  if (!svg || !box.marks || box.marks.length === 0) return null;
-  const matrix = svg.getScreenCTM();
-  if (!matrix) return null;
-  const point = new DOMPoint(event.clientX, event.clientY).matrixTransform(matrix.inverse());
-  const reach = 9 / matrix.a;
+  const image = box.querySelector('img');
+  if (!image || !box.marks || box.marks.length === 0) return null;
+  const rect = image.getBoundingClientRect();
+  const [x0, y0, width, height] = box.view;
+  const scale = width / rect.width;
+  const x = x0 + (event.clientX - rect.left) * scale;
+  const y = y0 + (event.clientY - rect.top) * (height / rect.height);
+  const reach = 9 * scale;
   let best = null;
   let bestDistance = reach * reach;
   for (const mark of box.marks) {
-    const d = (mark.x - point.x) ** 2 + (mark.y - point.y) ** 2;
+    const d = (mark.x - x) ** 2 + (mark.y - y) ** 2;
     if (d <= bestDistance) { best = mark; bestDistance = d; }
   }
   return best;
