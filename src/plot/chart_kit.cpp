@@ -64,6 +64,24 @@ double roundStep(double raw, StepKind kind) {
   return factor * magnitude;
 }
 
+// The largest 1-2-5 value not above `value`.
+double roundDown(double value) {
+  const double step = roundStep(value, StepKind::Plain);
+  if (step <= value * (1.0 + 1e-9)) return step;
+  const double magnitude = std::pow(10.0, std::floor(std::log10(value)));
+  for (double f : {5.0, 2.0, 1.0}) {
+    if (f * magnitude <= value * (1.0 + 1e-9)) return f * magnitude;
+  }
+  return magnitude;
+}
+
+// The 1-2-5 value nearest to `value` on a logarithmic scale.
+double roundNearest(double value) {
+  const double below = roundDown(value);
+  const double above = roundStep(value, StepKind::Plain);
+  return value / below <= above / value ? below : above;
+}
+
 Axis looseAxis(double low, double high, int intervals, StepKind kind, double limitLow,
                double limitHigh) {
   if (!std::isfinite(low) || !std::isfinite(high)) low = high = 0.0;

@@ -27,6 +27,10 @@ struct Axis {
 
 // The smallest round step not below `raw`.
 double roundStep(double raw, StepKind kind);
+// The largest 1-2-5 value not above `value`, and the one nearest to it on a
+// logarithmic scale.
+double roundDown(double value);
+double roundNearest(double value);
 // An axis through [low, high] widened to whole steps, about `intervals`
 // steps long, kept within [limitLow, limitHigh].
 Axis looseAxis(double low, double high, int intervals, StepKind kind,

@@ -262,8 +262,8 @@ Chart drawHistograms(GraphicsDevice& device, std::span<const ObservationPoint> p
     }
     const Rms rms = rmsOf(points, q);
     if (!(largest > 0.0)) largest = std::max(rms.value, 1.0);
-    // Bins of a round width, edges on multiples of it.
-    const double width = roundStep((radial ? 1.0 : 2.0) * largest / bins, StepKind::Plain);
+    // Bins of the round width nearest to the rule's, edges on multiples of it.
+    const double width = roundNearest((radial ? 1.0 : 2.0) * largest / bins);
     const double edge = std::ceil(largest / width - 1e-9) * width;
     const double low = radial ? 0.0 : -edge;
     const int count = std::max(1, static_cast<int>(std::lround((edge - low) / width)));

@@ -120,24 +120,6 @@ double pagePerArcsec(const Panel& panel) {
   return panel.area.height / ((panel.yMax - panel.yMin) * kArcsecPerDegree);
 }
 
-// The largest 1-2-5 value not above `value`.
-double roundDown(double value) {
-  const double step = roundStep(value, StepKind::Plain);
-  if (step <= value * (1.0 + 1e-9)) return step;
-  const double magnitude = std::pow(10.0, std::floor(std::log10(value)));
-  for (double f : {5.0, 2.0, 1.0}) {
-    if (f * magnitude <= value * (1.0 + 1e-9)) return f * magnitude;
-  }
-  return magnitude;
-}
-
-// The 1-2-5 value nearest to `value` on a logarithmic scale.
-double roundNearest(double value) {
-  const double below = roundDown(value);
-  const double above = roundStep(value, StepKind::Plain);
-  return value / below <= above / value ? below : above;
-}
-
 std::string formatScale(double scale) {
   if (scale >= 1.0 && scale < 1e9) return formatNumber(scale, 0);
   char buffer[32];
