@@ -162,6 +162,7 @@ struct SvgMarker {
   std::string shape;   // "circle", "triangle", "square"
   std::string colour;  // "#RRGGBB": the fill, or the stroke of a hollow marker
   bool filled;
+  double size;         // the side of the definition's square (grows with the marker)
 };
 
 // "rgb(0%,44.705882%,69.803922%)" as "#0072B2".
@@ -222,7 +223,8 @@ inline std::vector<SvgMarker> svgMarkers(const Element& svg) {
     markers.push_back({matrix[4] + rects[0]->number("x") + rects[0]->number("width") / 2,
                        matrix[5] + rects[0]->number("y") + rects[0]->number("height") / 2,
                        d.find('C') != std::string::npos ? "circle" : corners == 3 ? "triangle" : "square",
-                       hexOfSvgColour(styleProperty(style, filled ? "fill" : "stroke")), filled});
+                       hexOfSvgColour(styleProperty(style, filled ? "fill" : "stroke")), filled,
+                       rects[0]->number("width")});
   }
   return markers;
 }
