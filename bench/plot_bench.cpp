@@ -1,11 +1,18 @@
 // Speed of the plots on a full observation list: 4999 observations drawn and
 // rendered to the bytes of an SVG or PNG page (a PDF document for
 // comparison). GC (four panels, 20000 markers) is the heaviest marker chart,
-// GMAP (4999 arrows) the heaviest line chart.
+// GMAP (4999 arrows) the heaviest line chart. The Command benchmarks run the
+// whole command in an engine: the residual table, the chart, the page and
+// its file written to the disk.
 #include <benchmark/benchmark.h>
+#include <unistd.h>
 
+#include <cmath>
+#include <filesystem>
 #include <functional>
 
+#include "base/constants.h"
+#include "command/engine.h"
 #include "plot/charts.h"
 #include "plot/file_device.h"
 #include "plot/synthetic_run.h"
@@ -65,8 +72,59 @@ void BM_PlotGcMemorySvg(benchmark::State& state) {
   }
 }
 
+// An engine in a scratch folder holding the synthetic run as its
+// observations: the telescope where the run puts it, the star offset by the
+// run's residuals.
+struct PlottingEngine {
+  PlottingEngine() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "zenfit-bench-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) std::abort();
+    folder = pattern;
+    engine.workdir = folder;
+    zenfit::startEngine(engine, {});
+    engine.run.sinLat = std::sin(30.0 / zenfit::kDegreesPerRadian);
+    engine.run.cosLat = std::cos(30.0 / zenfit::kDegreesPerRadian);
+    int i = 0;
+    for (const ObservationPoint& p : fullList()) {
+      zenfit::Observation& o = engine.observations[i++];
+      o.status = p.active ? zenfit::kStatusActive : zenfit::kStatusMasked;
+      o.pierFlag = p.overPole ? 1 : 0;
+      o.telHa = o.telHaWork = p.haHours * 15.0 / zenfit::kDegreesPerRadian;
+      o.telDec = o.telDecWork = p.decDegrees / zenfit::kDegreesPerRadian;
+      o.starHa = o.starHaWork = o.telHa + p.dX / std::cos(o.telDec) / zenfit::kArcsecPerRadian;
+      o.starDec = o.starDecWork = o.telDec + p.dD / zenfit::kArcsecPerRadian;
+    }
+    engine.observations[i].status = zenfit::kStatusEndOfList;
+  }
+  ~PlottingEngine() {
+    zenfit::shutdownEngine(engine);
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+  }
+  zenfit::Engine engine;
+  std::filesystem::path folder;
+};
+
+void command(benchmark::State& state, const char* device, const char* line) {
+  PlottingEngine plotting;
+  zenfit::runLine(plotting.engine, device);
+  for (auto _ : state) {
+    zenfit::runLine(plotting.engine, line);
+    if (plotting.engine.dispatch.status != zenfit::CommandStatus::Done) state.SkipWithError("the plot failed");
+  }
+}
+
+void BM_CommandGcSvg(benchmark::State& state) { command(state, "PLTON gc.svg", "GC"); }
+void BM_CommandGcPng(benchmark::State& state) { command(state, "PLTON gc.png", "GC"); }
+void BM_CommandGmapSvg(benchmark::State& state) { command(state, "PLTON gmap.svg", "GMAP"); }
+void BM_CommandGmapPng(benchmark::State& state) { command(state, "PLTON gmap.png", "GMAP"); }
+
 }  // namespace
 
+BENCHMARK(BM_CommandGcSvg)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CommandGcPng)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CommandGmapSvg)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CommandGmapPng)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlotGcSvg)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlotGcPng)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlotGcPdf)->Unit(benchmark::kMillisecond);
