@@ -249,21 +249,30 @@ Chart drawHistograms(GraphicsDevice& device, std::span<const ObservationPoint> p
   // About 2 n^(1/3) bins (Rice's rule), within reason.
   const int bins = std::clamp(static_cast<int>(std::ceil(2.0 * std::cbrt(std::max(active, 1)))), 6, 40);
   Chart chart;
+  // The largest size of each quantity in use.
+  double largestOf[3] = {0.0, 0.0, 0.0};
+  for (int k = 0; k < 3; ++k) {
+    for (const ObservationPoint& p : points) {
+      const double v = valueOf(p, quantities[k]);
+      if (p.active && std::isfinite(v)) largestOf[k] = std::max(largestOf[k], std::fabs(v));
+    }
+  }
+  // One bin width for all three, the round width nearest to the rule's for
+  // the components, and one range for the two components: the panels
+  // compare at a glance.
+  double largestComponent = std::max(largestOf[0], largestOf[1]);
+  if (!(largestComponent > 0.0)) largestComponent = 1.0;
+  const double width = roundNearest(2.0 * largestComponent / bins);
   for (int k = 0; k < 3; ++k) {
     const Quantity q = quantities[k];
     const bool radial = q == Quantity::DR;
     std::vector<double> values;
-    double largest = 0.0;
     for (const ObservationPoint& p : points) {
       const double v = valueOf(p, q);
-      if (!p.active || !std::isfinite(v)) continue;
-      values.push_back(v);
-      largest = std::max(largest, std::fabs(v));
+      if (p.active && std::isfinite(v)) values.push_back(v);
     }
     const Rms rms = rmsOf(points, q);
-    if (!(largest > 0.0)) largest = std::max(rms.value, 1.0);
-    // Bins of the round width nearest to the rule's, edges on multiples of it.
-    const double width = roundNearest((radial ? 1.0 : 2.0) * largest / bins);
+    const double largest = radial ? std::max(largestOf[2], width) : largestComponent;
     const double edge = std::ceil(largest / width - 1e-9) * width;
     const double low = radial ? 0.0 : -edge;
     const int count = std::max(1, static_cast<int>(std::lround((edge - low) / width)));

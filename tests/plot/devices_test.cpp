@@ -15,14 +15,6 @@
 namespace zenfit::plot::test {
 namespace {
 
-// cairo and fontconfig keep fonts for the life of the process; freed at the
-// end so that the leak checker of the sanitizer build sees only real leaks.
-class FontCaches : public ::testing::Environment {
- public:
-  void TearDown() override { releaseFontCaches(); }
-};
-::testing::Environment* const kFontCaches = ::testing::AddGlobalTestEnvironment(new FontCaches);
-
 const std::vector<ObservationPoint>& run() {
   static const std::vector<ObservationPoint> points = syntheticRun(120, 11);
   return points;
