@@ -3,10 +3,10 @@
 #include <cmath>
 #include <cstdio>
 
-#include "base/files.h"
 #include "command/arguments.h"
 #include "command/command_table.h"
 #include "command/engine.h"
+#include "command/file_input.h"
 #include "command/file_output.h"
 #include "command/reports.h"
 #include "command/texts.h"
@@ -110,17 +110,10 @@ void maskCommand(Engine& engine, Arguments& arguments, int newStatus) {
 }  // namespace
 
 void cmdIndat(Engine& engine, Arguments& arguments) {
-  const std::string name = arguments.fileName();
-  if (name.empty()) {
-    say(engine, Severity::Error, texts::kInputNameMissing);
-    return;
-  }
-  int status = 0;
-  FileHandle file = openForReading(engine.workdir, name.c_str(), kFileNameSize, status);
-  if (!file) {
-    sayf(engine, Severity::Error, texts::kInputCannotBeOpened, name.c_str(), status);
-    return;
-  }
+  const std::string name = requiredFileName(engine, arguments, texts::kInputNameMissing);
+  if (name.empty()) return;
+  FileHandle file = openOrReport(engine, name, texts::kInputCannotBeOpened);
+  if (!file) return;
   const ObservationRead read = readObservations(file.get(), engine.observations, engine.run,
                                                 engine.catalogue, cancelCheck(engine));
   fillHostAreas(engine, read);
@@ -138,14 +131,9 @@ void cmdInst(Engine& engine, Arguments& arguments) {
     catalogue.fileName = engine.settings.starCatalog;
   }
   const std::string name = catalogue.fileName;
-  int status = 0;
-  FileHandle file = openForReading(engine.workdir, name.c_str(), kFileNameSize, status);
-  if (!file) {
-    sayf(engine, Severity::Error,
-         "Star catalogue file cannot be opened!  File = %s, status = %d\n", name.c_str(),
-         status);
-    return;
-  }
+  FileHandle file =
+      openOrReport(engine, name, "Star catalogue file cannot be opened!  File = %s, status = %d\n");
+  if (!file) return;
   sayf(engine, Severity::Info, "Reading star catalogue entries from file %s ...\n", name.c_str());
   const CatalogueLoad load = loadCatalogue(catalogue, file.get(), cancelCheck(engine));
   if (load.interrupted) return;
@@ -155,11 +143,8 @@ void cmdInst(Engine& engine, Arguments& arguments) {
 }
 
 void cmdOutdat(Engine& engine, Arguments& arguments) {
-  const std::string name = arguments.fileName();
-  if (name.empty()) {
-    say(engine, Severity::Error, texts::kOutputNameMissing);
-    return;
-  }
+  const std::string name = requiredFileName(engine, arguments, texts::kOutputNameMissing);
+  if (name.empty()) return;
   if (engine.run.obsPresent < 0) {
     say(engine, Severity::Warning, "List of observations is empty -  file not written.\n");
     return;

@@ -3,10 +3,10 @@
 #include <cmath>
 #include <cstdio>
 
-#include "base/files.h"
 #include "command/arguments.h"
 #include "command/command_table.h"
 #include "command/engine.h"
+#include "command/file_input.h"
 #include "command/file_output.h"
 #include "command/model_api.h"
 #include "command/reports.h"
@@ -162,11 +162,8 @@ void cmdClist(Engine& engine, Arguments&) {
 }
 
 void cmdOutmod(Engine& engine, Arguments& arguments) {
-  const std::string name = arguments.fileName();
-  if (name.empty()) {
-    say(engine, Severity::Error, texts::kOutputNameMissing);
-    return;
-  }
+  const std::string name = requiredFileName(engine, arguments, texts::kOutputNameMissing);
+  if (name.empty()) return;
   const ModelStatistics statistics =
       modelStatistics(engine.model, engine.terms, engine.observations, engine.run,
                       engine.settings.adjustSense);
@@ -183,18 +180,12 @@ void cmdOutmod(Engine& engine, Arguments& arguments) {
 }
 
 void cmdInmod(Engine& engine, Arguments& arguments) {
-  const std::string name = arguments.fileName();
-  if (name.empty()) {
-    say(engine, Severity::Error, texts::kInputNameMissing);
-    return;
-  }
-  int status = 0;
-  FileHandle file = openForReading(engine.workdir, name.c_str(), kFileNameSize, status);
-  if (!file) {
-    sayf(engine, Severity::Error, "Input file cannot be opened!  File = %s, status  = %d\n",
-         name.c_str(), status);
-    return;
-  }
+  const std::string name = requiredFileName(engine, arguments, texts::kInputNameMissing);
+  if (name.empty()) return;
+  // Two blanks before "=": the model reader has always said it so.
+  FileHandle file =
+      openOrReport(engine, name, "Input file cannot be opened!  File = %s, status  = %d\n");
+  if (!file) return;
   const ModelFileRead read = readModelFile(file.get(), engine.model, engine.terms);
   // The sense and the sky RMS are taken as soon as they are read, even from
   // a file refused later (the sense without the reversal ADJUST makes).

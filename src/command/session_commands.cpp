@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "base/files.h"
+#include "command/file_input.h"
 #include "command/arguments.h"
 #include "command/command_table.h"
 #include "command/engine.h"
@@ -40,13 +40,9 @@ void cmdInpro(Engine& engine, Arguments& arguments) {
   }
   std::string name = arguments.fileName();
   if (name.empty()) name = engine.settings.procedureLibrary;
-  int status = 0;
-  FileHandle file = openForReading(engine.workdir, name.c_str(), kFileNameSize, status);
-  if (!file) {
-    sayf(engine, Severity::Error, "Library file cannot be opened!  File = %s, status = %d\n",
-         name.c_str(), status);
-    return;
-  }
+  FileHandle file =
+      openOrReport(engine, name, "Library file cannot be opened!  File = %s, status = %d\n");
+  if (!file) return;
   sayf(engine, Severity::Info, "Reading procedures from file %s ...\n", name.c_str());
 
   ProcedureStore& store = engine.procedures;
@@ -128,10 +124,9 @@ void cmdHelp(Engine& engine, Arguments&) {
   done(engine);
 }
 
-void cmdSpawn(Engine& engine, Arguments&) {
-  char command[kLineLength];
-  restOfLine(textFrom(engine.line.echo, 5), kLineLength, command);
-  if (engine.hooks.hostCommand) engine.hooks.hostCommand(command);
+void cmdSpawn(Engine& engine, Arguments& arguments) {
+  const std::string command = arguments.rest(kLineLength);
+  if (engine.hooks.hostCommand) engine.hooks.hostCommand(command.c_str());
   done(engine);
 }
 

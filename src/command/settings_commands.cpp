@@ -172,14 +172,13 @@ void cmdSetcap(Engine& engine, Arguments& arguments) {
 }
 
 void cmdVt(Engine& engine, Arguments& arguments) {
+  Arguments numbers = arguments;  // the two line numbers are read from just after VT
   const std::string word = arguments.word(kCommandWordSize);
   int top = 1;
   int bottom = 24;
   if (is(word, "N")) {
     top = bottom = 0;
   } else if (!word.empty()) {
-    // Two line numbers, read again from just after VT.
-    Arguments numbers(arguments.line(), 2);
     const DecodedNumber first = numbers.integer();
     if (!first.present || first.negative || first.value < 1) {
       say(engine, Severity::Error, texts::kIllegalArgument);

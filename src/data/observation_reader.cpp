@@ -346,11 +346,7 @@ void acceptRunParameters(Reader& reader) {
   prepareRunReduction(p, p.dated && !reader.noDate, run);
 
   RunState& state = reader.state;
-  state.sinLat = run.sinLat;
-  state.cosLat = run.cosLat;
-  state.refA = run.refA;
-  state.refB = run.refB;
-  state.diurab = run.diurab;
+  static_cast<RunConstants&>(state) = run;
   state.obsPresent = 1;
 
   RunDescription description;

@@ -65,13 +65,18 @@ struct ObservationList {
   bool empty() const { return slots[0].isEnd(); }
 };
 
-// Run-level state, set by the run parameters record of the observation file.
-struct RunState {
+// What a run's parameters record fixes for every observation of the run.
+struct RunConstants {
   double sinLat = 0.0;  // site latitude, as sine and cosine
   double cosLat = 1.0;
   double refA = 0.0;    // refraction constants (radians): A tan z + B tan^3 z
   double refB = 0.0;
   double diurab = 0.0;  // diurnal aberration constant (radians)
+};
+
+// Run-level state: the run's constants, and what the session keeps with
+// the list.
+struct RunState : RunConstants {
   std::string caption = "No observations";  // at most 80 characters
   int obsPresent = -1;  // negative until a run parameters record is accepted
   int appendMode = 0;   // the next INDAT appends

@@ -5,17 +5,13 @@
 
 #include "astro/astro.h"
 #include "data/catalogue.h"
+#include "data/observations.h"
 #include "data/run_parameters.h"
 
 namespace zenfit {
 
 // Everything a run contributes to the reduction.
-struct RunReduction {
-  double sinLat = 0.0;
-  double cosLat = 1.0;
-  double refA = 0.0;    // refraction constants (radians)
-  double refB = 0.0;
-  double diurab = 0.0;  // diurnal aberration constant (radians)
+struct RunReduction : RunConstants {
   bool dated = false;
   double mjd = 0.0;     // TT
   astro::ApparentPlaceContext apparent;  // prepared for the date when dated

@@ -1,0 +1,21 @@
+#include "command/file_input.h"
+
+#include "command/arguments.h"
+#include "command/engine.h"
+
+namespace zenfit {
+
+std::string requiredFileName(Engine& engine, Arguments& arguments, const char* missingText) {
+  std::string name = arguments.fileName();
+  if (name.empty()) say(engine, Severity::Error, missingText);
+  return name;
+}
+
+FileHandle openOrReport(Engine& engine, const std::string& name, const char* failureFormat) {
+  int status = 0;
+  FileHandle file = openForReading(engine.workdir, name.c_str(), kFileNameSize, status);
+  if (!file) sayf(engine, Severity::Error, failureFormat, name.c_str(), status);
+  return file;
+}
+
+}  // namespace zenfit

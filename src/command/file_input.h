@@ -1,0 +1,24 @@
+// Files the engine reads by the user's name (INDAT, INMOD, INPRO, INST):
+// one place that takes the name from the arguments, opens it in the
+// engine's working folder and reports a failure.
+#pragma once
+
+#include <string>
+
+#include "base/files.h"
+
+namespace zenfit {
+
+struct Engine;
+class Arguments;
+
+// The file name after the command word; "" (with missingText said) when
+// there is none.
+std::string requiredFileName(Engine& engine, Arguments& arguments, const char* missingText);
+
+// Opens name for reading by the file-name rule in the engine's working
+// folder. A failure is reported with failureFormat, which takes the name
+// and the opener's status, and gives null.
+FileHandle openOrReport(Engine& engine, const std::string& name, const char* failureFormat);
+
+}  // namespace zenfit
