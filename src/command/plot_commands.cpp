@@ -252,7 +252,6 @@ void drawPlot(Engine& engine, const std::vector<plot::ObservationPoint>& points,
   plot::FileDevice& device = *plot.current;
   chart(device, points, styleOf(engine));
   plot.lastPage = device.currentPage();
-  plot.plotted = true;
   plot.svgStale = true;
   if (device.awaitsAcknowledgement()) plot.graphicsState = 2;
   bool ok = reportRenderError(engine, device);
@@ -289,7 +288,6 @@ void resetGraphics(Engine& engine) {
   plot.current.reset();
   plot.graphicsState = 0;
   plot.lastPage = plot::Page{};
-  plot.plotted = false;
   plot.svgStale = false;
   plot.lastSvg.clear();
 }

@@ -21,7 +21,6 @@ struct PlotState {
   // The page of the last plot, as drawn (with any plots it was drawn over),
   // kept after its device is closed; lastSvg is made from it when asked for.
   plot::Page lastPage;
-  bool plotted = false;   // a plot has been drawn in this session
   bool svgStale = false;  // lastSvg does not show lastPage yet
   std::string lastSvg;    // the last plot drawn, as SVG text
 };

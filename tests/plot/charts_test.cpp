@@ -435,6 +435,21 @@ TEST(Charts, StyleChoosesPensFontsMarkersFrameAndCaption) {
     }
   }
 
+  // Text scales with a small zone at stroke precision, and keeps its page
+  // size at string precision.
+  const double quarter[4] = {0, 0, 0.5, 0.5};
+  std::copy(quarter, quarter + 4, style.zone);
+  double size[3] = {};
+  for (int precision : {0, 2}) {
+    style.textPrecision = precision;
+    RecordingDevice small;
+    drawQuantities(small, run(), style, Quantity::DD, Quantity::D);
+    size[precision] = small.texts.at(0).size;
+  }
+  EXPECT_NEAR(size[2], size[0] * std::sqrt(0.5), 1e-9);
+  std::fill(std::begin(style.zone), std::end(style.zone), 0.0);
+  style.zone[2] = style.zone[3] = 1.0;
+
   style.frame = false;
   style.caption = false;
   RecordingDevice plain;
