@@ -80,28 +80,81 @@ void finishMarker(cairo_t* cr, const Op& op) {
 // Half the side of a square that holds a marker of the op with its outline.
 double markerReach(const Op& op) { return 0.65 * op.size + op.lineWidth + 1.0; }
 
-// SVG: the marker drawn once into a recording surface, then painted at each
-// centre. cairo writes the recording once as a definition and each paint as
-// a <use> of it: a small file, quickly written, one element per marker.
-// (A path of thousands of sub-paths is one element; a fill per marker takes
-// seconds.) The recording's extents start at 0 with the marker in their
-// middle, since cairo's SVG output misplaces a recording whose extents start
-// elsewhere.
+// SVG: the markers as the glyphs of a font made for the set (cairo's user
+// font), one glyph the marker one em across, centred on its origin, all
+// shown at once. cairo writes the glyph once as a symbol and each marker as
+// a <use> of it at the marker's centre, in a group of the pen's colour: a
+// small file, quickly written, one element per marker. (A path of
+// thousands of sub-paths is one element; a fill per marker takes seconds;
+// a recording surface painted at each centre gives uses as well, but
+// cairo 1.16 loses memory with it.)
+struct MarkerGlyph {
+  MarkerShape shape;
+  bool filled;
+  double outline;  // a hollow marker's line width, in ems
+};
+const cairo_user_data_key_t kMarkerGlyphKey{};
+
+// One outline of the marker scaled by `scale` about its centre, in ems;
+// `reverse` runs it the other way (the inside of a ring).
+void glyphOutline(cairo_t* cr, MarkerShape shape, double scale, bool reverse) {
+  std::array<Point, 4> corners;
+  const int n = detail::markerPolygon(shape, scale, corners);
+  cairo_new_sub_path(cr);
+  if (n == 0) {
+    if (reverse) {
+      cairo_arc_negative(cr, 0.0, 0.0, scale / 2.0, 2.0 * M_PI, 0.0);
+    } else {
+      cairo_arc(cr, 0.0, 0.0, scale / 2.0, 0.0, 2.0 * M_PI);
+    }
+  } else {
+    for (int i = 0; i < n; ++i) {
+      const Point& c = corners[reverse ? n - 1 - i : i];
+      cairo_line_to(cr, c.x, c.y);
+    }
+  }
+  cairo_close_path(cr);
+}
+
+cairo_status_t renderMarkerGlyph(cairo_scaled_font_t* font, unsigned long, cairo_t* cr,
+                                 cairo_text_extents_t* extents) {
+  const auto* glyph = static_cast<const MarkerGlyph*>(
+      cairo_font_face_get_user_data(cairo_scaled_font_get_font_face(font), &kMarkerGlyphKey));
+  if (glyph == nullptr) return CAIRO_STATUS_USER_FONT_ERROR;
+  cairo_set_tolerance(cr, 0.001);  // ems: arcs as smooth as at the page's tolerance
+  if (glyph->filled) {
+    glyphOutline(cr, glyph->shape, 1.0, false);
+  } else {  // a ring: the outline's width straddling the marker's edge
+    glyphOutline(cr, glyph->shape, 1.0 + glyph->outline, false);
+    glyphOutline(cr, glyph->shape, std::max(0.0, 1.0 - glyph->outline), true);
+  }
+  cairo_fill(cr);
+  const double half = 0.65 * (1.0 + glyph->outline);
+  *extents = {-half, -half, 2.0 * half, 2.0 * half, 0.0, 0.0};
+  return CAIRO_STATUS_SUCCESS;
+}
+
 void svgMarkers(cairo_t* cr, const Page& page, const Op& op) {
-  const double reach = markerReach(op);
-  const cairo_rectangle_t extents{0.0, 0.0, 2.0 * reach, 2.0 * reach};
-  cairo_surface_t* marker = cairo_recording_surface_create(CAIRO_CONTENT_COLOR_ALPHA, &extents);
-  cairo_t* m = cairo_create(marker);
-  markerPath(m, {reach, reach}, op.shape, op.size);
-  finishMarker(m, op);
-  cairo_destroy(m);
+  if (!(op.size > 0.0) || !(op.size < 1e4)) return;
+  // The glyph is drawn when the surface writes it, at the end of the page:
+  // the face owns its description.
+  cairo_font_face_t* face = cairo_user_font_face_create();
+  cairo_user_font_face_set_render_glyph_func(face, renderMarkerGlyph);
+  cairo_font_face_set_user_data(face, &kMarkerGlyphKey, new MarkerGlyph{op.shape, op.filled, op.lineWidth / op.size},
+                                [](void* glyph) { delete static_cast<MarkerGlyph*>(glyph); });
+  std::vector<cairo_glyph_t> glyphs;
+  glyphs.reserve(op.count);
   for (std::uint32_t i = 0; i < op.count; ++i) {
     const Point p = page.points[op.first + i];
-    if (!drawable(p)) continue;
-    cairo_set_source_surface(cr, marker, p.x - reach, p.y - reach);
-    cairo_paint(cr);
+    if (drawable(p)) glyphs.push_back({0, p.x, p.y});
   }
-  cairo_surface_destroy(marker);
+  cairo_save(cr);
+  cairo_set_font_face(cr, face);
+  cairo_set_font_size(cr, op.size);
+  setColour(cr, penColour(op.pen));
+  cairo_show_glyphs(cr, glyphs.data(), static_cast<int>(glyphs.size()));
+  cairo_restore(cr);  // the face is no longer in use ...
+  cairo_font_face_destroy(face);  // ... and goes with its last scaled font
 }
 
 // PDF and PostScript: every marker of the set a sub-path of one path.

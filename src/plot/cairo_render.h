@@ -33,7 +33,7 @@ namespace detail {
 
 // What the page is drawn for; it decides how markers reach cairo.
 enum class Target {
-  Svg,     // each marker a <use> of one definition per marker set
+  Svg,     // each marker a <use> of one glyph per marker set
   Vector,  // PDF, PostScript: each marker set one path, filled or stroked once
   Image,   // pixels: each marker painted from a small pre-drawn image
 };

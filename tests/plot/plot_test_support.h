@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 #include <map>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -154,15 +155,16 @@ inline std::vector<const Element*> all(const Element& root, const std::string& n
   return out;
 }
 
-// A marker read back from an SVG page: cairo writes each marker set as one
-// definition (a group holding the marker's path, clipped to a square with
-// the marker in its middle) and each marker as a <use> of it, translated.
+// A marker read back from an SVG page: cairo writes each marker set's shape
+// once as a glyph (a symbol whose outline is centred on its origin), and
+// each marker as a <use> of it at the marker's centre, inside a group that
+// gives the pen's colour.
 struct SvgMarker {
   double x, y;         // the centre, page units
   std::string shape;   // "circle", "triangle", "square"
-  std::string colour;  // "#RRGGBB": the fill, or the stroke of a hollow marker
-  bool filled;
-  double size;         // the side of the definition's square (grows with the marker)
+  std::string colour;  // "#RRGGBB"
+  bool filled;         // false: a ring, the outline of the shape
+  double size;         // the glyph's width
 };
 
 // "rgb(0%,44.705882%,69.803922%)" as "#0072B2".
@@ -198,35 +200,77 @@ inline const Element* elementWithId(const Element& root, const std::string& id) 
   return nullptr;
 }
 
-inline std::vector<SvgMarker> svgMarkers(const Element& svg) {
-  std::vector<SvgMarker> markers;
-  for (const Element* use : all(svg, "use")) {
-    const std::string href = use->attribute("xlink:href");
-    if (href.rfind("#surface", 0) != 0) continue;  // glyphs of text are uses too
-    const Element* definition = elementWithId(svg, href.substr(1));
-    if (definition == nullptr) throw std::runtime_error("no definition " + href);
-    // The clip square: the marker is drawn in its middle.
-    const std::string clip = definition->attribute("clip-path");
-    const Element* square = elementWithId(svg, clip.substr(5, clip.size() - 6));  // url(#...)
-    const std::vector<const Element*> rects = square ? all(*square, "rect") : std::vector<const Element*>{};
-    const std::vector<const Element*> paths = all(*definition, "path");
-    if (rects.size() != 1 || paths.size() != 1) throw std::runtime_error("unexpected definition " + href);
-    double matrix[6] = {};
-    if (std::sscanf(use->attribute("transform").c_str(), "matrix(%lf,%lf,%lf,%lf,%lf,%lf)", &matrix[0],
-                    &matrix[1], &matrix[2], &matrix[3], &matrix[4], &matrix[5]) != 6) {
-      throw std::runtime_error("unexpected transform " + use->attribute("transform"));
+// An outline read from a symbol's path data: its box and its contours.
+struct Outline {
+  double xMin = 1e300, xMax = -1e300, yMin = 1e300, yMax = -1e300;
+  int contours = 0;  // sub-paths that draw something
+  int corners = 0;   // of the first contour: its line segments
+  bool curved = false;
+};
+inline Outline outlineOf(const std::string& d) {
+  Outline o;
+  std::istringstream in(d);
+  std::string token;
+  char command = 0;
+  bool drawing = false;
+  std::vector<double> pending;
+  while (in >> token) {
+    if (std::isalpha(static_cast<unsigned char>(token[0]))) {
+      command = token[0];
+      if (command == 'M') drawing = false;
+      if ((command == 'L' || command == 'C') && !drawing) drawing = true, ++o.contours;
+      if (command == 'L' && o.contours == 1) ++o.corners;
+      if (command == 'C') o.curved = true;
+      continue;
     }
-    const std::string style = paths[0]->attribute("style");
-    const std::string d = paths[0]->attribute("d");
-    const bool filled = styleProperty(style, "fill") != "none";
-    const long corners = std::count(d.begin(), d.end(), 'L') + 1;
-    markers.push_back({matrix[4] + rects[0]->number("x") + rects[0]->number("width") / 2,
-                       matrix[5] + rects[0]->number("y") + rects[0]->number("height") / 2,
-                       d.find('C') != std::string::npos ? "circle" : corners == 3 ? "triangle" : "square",
-                       hexOfSvgColour(styleProperty(style, filled ? "fill" : "stroke")), filled,
-                       rects[0]->number("width")});
+    pending.push_back(std::stod(token));
+    if (pending.size() == 2) {
+      o.xMin = std::min(o.xMin, pending[0]), o.xMax = std::max(o.xMax, pending[0]);
+      o.yMin = std::min(o.yMin, pending[1]), o.yMax = std::max(o.yMax, pending[1]);
+      pending.clear();
+    }
+  }
+  return o;
+}
+
+// A glyph is a marker's when its origin (the marker's centre) lies well
+// inside its box; a letter's origin is on its baseline at its left.
+inline bool isMarkerGlyph(const Outline& o) {
+  const double w = o.xMax - o.xMin, h = o.yMax - o.yMin;
+  return w > 0 && h > 0 && o.xMin < -0.3 * w && o.xMax > 0.3 * w && o.yMin < -0.2 * h && o.yMax > 0.2 * h;
+}
+
+inline std::vector<SvgMarker> svgMarkers(const Element& svg) {
+  std::map<std::string, Outline> glyphs;
+  for (const Element* symbol : all(svg, "symbol")) {
+    const std::vector<const Element*> paths = all(*symbol, "path");
+    if (paths.size() == 1) glyphs["#" + symbol->attribute("id")] = outlineOf(paths[0]->attribute("d"));
+  }
+  std::vector<SvgMarker> markers;
+  for (const Element* group : all(svg, "g")) {
+    const std::string colour = hexOfSvgColour(styleProperty(group->attribute("style"), "fill"));
+    for (const Element& use : group->children) {
+      if (use.name != "use") continue;
+      const auto glyph = glyphs.find(use.attribute("xlink:href"));
+      if (glyph == glyphs.end() || !isMarkerGlyph(glyph->second)) continue;
+      const Outline& o = glyph->second;
+      const std::string shape = o.curved ? "circle" : o.corners == 2 ? "triangle" : "square";
+      markers.push_back({use.number("x"), use.number("y"), shape, colour, o.contours == 1, o.xMax - o.xMin});
+    }
   }
   return markers;
+}
+
+// How often `needle` occurs in `text`.
+inline int occurrences(const std::string& text, const std::string& needle) {
+  int n = 0;
+  for (std::size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) ++n;
+  return n;
+}
+
+// The page objects of a PDF document ("/Type /Page", not "/Type /Pages").
+inline int pdfPages(const std::string& pdf) {
+  return occurrences(pdf, "/Type /Page") - occurrences(pdf, "/Type /Pages");
 }
 
 inline bool inside(const Rect& r, double x, double y, double tolerance = 1e-6) {
