@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -82,7 +83,9 @@ FileResult writeInPlace(const std::string& path, const std::string& target,
 // else's), named after it so that a stray one is recognisable. The mode
 // 0666 is reduced by the umask, as for any new file.
 int createTemporary(const std::string& folder, const std::string& name, std::string& temp) {
-  static unsigned counter = 0;
+  // Shared by every engine of the process, which may write files in
+  // several threads at once.
+  static std::atomic<unsigned> counter = 0;
   // Keep the temporary name within NAME_MAX (255) for any target name.
   const std::string stem = name.substr(0, 200);
   for (int attempt = 0; attempt < 100; ++attempt) {
