@@ -6,12 +6,17 @@ need() { dpkg -s "$1" >/dev/null 2>&1 || missing="$missing $1"; }
 if command -v dpkg >/dev/null 2>&1; then
   need cmake; need g++; need make; need pkg-config
   need liberfa-dev; need libgtest-dev; need libbenchmark-dev
+  # The Python module (pybind11, the headers, numpy), its tests (pytest)
+  # and the example analysis.py (matplotlib), all for Debian's python3.
+  need pybind11-dev; need python3-dev; need python3-numpy; need python3-pytest
+  need python3-matplotlib
 fi
 if [ -n "$missing" ]; then
   if [ "$(id -u)" = 0 ]; then
     echo "Installing:$missing"
     apt-get update -qq >/dev/null 2>&1 || true
-    DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $missing >/dev/null
+    # Only what is named: recommended packages would add minutes and gigabytes.
+    DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null
   else
     echo "Please install:$missing (for example: sudo apt-get install$missing)" >&2
     exit 1

@@ -17,6 +17,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "base/constants.h"
 #include "base/text.h"
@@ -125,6 +126,7 @@ struct FitSummary {
   double popSd = 0.0;      // radians; -1 with fewer than one degree of freedom
   int illConditioned = 0;  // 1 when the last fit zeroed a singular value
   std::optional<FitResult> last;  // the last fit that reached its report
+  std::vector<std::string> lastNames;  // the name of each of last->terms, as that fit saw it
 };
 
 // The host's two data areas (SetDataPtrs), filled by INDAT.

@@ -39,6 +39,11 @@ void applyFit(Engine& engine, const FitResult& result) {
   engine.fit.popSd = result.popSd;
   engine.fit.illConditioned = result.illConditioned ? 1 : 0;
   engine.fit.last = result;
+  // The model may change before the result is read; the names stay with it.
+  engine.fit.lastNames.clear();
+  for (const FittedTerm& term : result.terms) {
+    engine.fit.lastNames.emplace_back(engine.terms.name(engine.model[term.slot].term));
+  }
 }
 
 void cmdFit(Engine& engine, Arguments& arguments) {

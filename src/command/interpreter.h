@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "command/engine.h"
 
@@ -33,6 +34,8 @@ class Interpreter {
 
   const std::string& startupText() const { return startupText_; }
   bool started() const { return started_; }
+  // The name of each of lastFit()->terms, as that fit saw the model.
+  const std::vector<std::string>& lastFitNames() const { return engine_->fit.lastNames; }
 
   Engine& engine() { return *engine_; }
   const Engine& engine() const { return *engine_; }
