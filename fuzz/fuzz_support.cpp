@@ -148,4 +148,4 @@ void cleanScratch() {
 // leak checker cannot follow, so that the fonts it has loaded for the plots
 // look lost while they are in use; libFuzzer checks for leaks after inputs,
 // long before the caches are freed at exit.
-extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig.so\n"; }
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() { return "leak:libfontconfig.so\n"; }
