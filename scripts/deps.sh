@@ -6,6 +6,8 @@ need() { dpkg -s "$1" >/dev/null 2>&1 || missing="$missing $1"; }
 if command -v dpkg >/dev/null 2>&1; then
   need cmake; need g++; need make; need pkg-config
   need liberfa-dev; need libgtest-dev; need libbenchmark-dev
+  # libedit: line editing, history and Tab completion at the batch program's prompt.
+  need libedit-dev
   # The Python module (pybind11, the headers, numpy), its tests (pytest)
   # and the example analysis.py (matplotlib), all for Debian's python3.
   need pybind11-dev; need python3-dev; need python3-numpy; need python3-pytest

@@ -4,10 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <random>
 #include <utility>
 
 namespace zenfit {
@@ -15,6 +15,10 @@ namespace {
 
 std::string cannotWrite(const std::string& path, int err) {
   return "Cannot write " + path + ": " + std::strerror(err);
+}
+
+FileResult failed(const std::string& path, int err, FileFailure stage) {
+  return {cannotWrite(path, err), stage, err};
 }
 
 // Writes every byte, resuming after signals and partial writes; 0 or the
@@ -70,12 +74,12 @@ void splitPath(const std::string& path, std::string& folder, std::string& name) 
 FileResult writeInPlace(const std::string& path, const std::string& target,
                         std::string_view bytes) {
   const int fd = ::open(target.c_str(), O_WRONLY | O_CLOEXEC);
-  if (fd < 0) return {cannotWrite(path, errno)};
+  if (fd < 0) return failed(path, errno, FileFailure::Open);
   int err = writeAll(fd, bytes);
   if (err == 0) err = syncFile(fd);
   const int closeErr = closeFile(fd);
   if (err == 0) err = closeErr;
-  if (err != 0) return {cannotWrite(path, err)};
+  if (err != 0) return failed(path, err, FileFailure::Write);
   return {};
 }
 
@@ -83,14 +87,14 @@ FileResult writeInPlace(const std::string& path, const std::string& target,
 // else's), named after it so that a stray one is recognisable. The mode
 // 0666 is reduced by the umask, as for any new file.
 int createTemporary(const std::string& folder, const std::string& name, std::string& temp) {
-  // Shared by every engine of the process, which may write files in
-  // several threads at once.
-  static std::atomic<unsigned> counter = 0;
+  // A random part, not a shared counter: engines in several threads write
+  // at once and share no state; O_EXCL settles the rare clash.
+  std::random_device entropy;
   // Keep the temporary name within NAME_MAX (255) for any target name.
   const std::string stem = name.substr(0, 200);
   for (int attempt = 0; attempt < 100; ++attempt) {
     temp = folder + "/." + stem + "." + std::to_string(::getpid()) + "." +
-           std::to_string(++counter) + ".tmp";
+           std::to_string(entropy()) + ".tmp";
     const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd >= 0 || errno != EEXIST) return fd;
   }
@@ -101,7 +105,7 @@ int createTemporary(const std::string& folder, const std::string& name, std::str
 }  // namespace
 
 FileResult writeFileAtomically(const std::string& path, std::string_view bytes) {
-  if (path.empty()) return {cannotWrite(path, ENOENT)};
+  if (path.empty()) return failed(path, ENOENT, FileFailure::Open);
 
   // Write through a symbolic link to the file it names, so that the link
   // survives. A dangling link is written like a new file at its own path.
@@ -114,17 +118,17 @@ FileResult writeFileAtomically(const std::string& path, std::string_view bytes) 
     }
   }
   const bool exists = ::stat(target.c_str(), &st) == 0;
-  if (exists && S_ISDIR(st.st_mode)) return {cannotWrite(path, EISDIR)};
+  if (exists && S_ISDIR(st.st_mode)) return failed(path, EISDIR, FileFailure::Open);
   if (exists && !S_ISREG(st.st_mode)) return writeInPlace(path, target, bytes);
 
   std::string folder;
   std::string name;
   splitPath(target, folder, name);
-  if (name.empty()) return {cannotWrite(path, EISDIR)};  // "notes/" is a folder's name
+  if (name.empty()) return failed(path, EISDIR, FileFailure::Open);  // "notes/" is a folder's name
 
   std::string temp;
   const int fd = createTemporary(folder, name, temp);
-  if (fd < 0) return {cannotWrite(path, errno)};
+  if (fd < 0) return failed(path, errno, FileFailure::Open);
 
   if (exists) {
     // The new file takes the old one's place, mode and owner (the owner can
@@ -140,7 +144,7 @@ FileResult writeFileAtomically(const std::string& path, std::string_view bytes) 
   if (err == 0 && ::rename(temp.c_str(), target.c_str()) != 0) err = errno;
   if (err != 0) {
     ::unlink(temp.c_str());
-    return {cannotWrite(path, err)};
+    return failed(path, err, FileFailure::Write);
   }
 
   // Make the rename itself durable; a folder that cannot be synced is no
@@ -165,11 +169,11 @@ AtomicFileStream::~AtomicFileStream() {
 }
 
 FileResult AtomicFileStream::commit() {
-  if (stream_ == nullptr) return {cannotWrite(path_, ENOMEM)};
-  const bool failed = std::ferror(stream_) != 0;
+  if (stream_ == nullptr) return failed(path_, ENOMEM, FileFailure::Open);
+  const bool printFailed = std::ferror(stream_) != 0;
   const bool closed = std::fclose(stream_) == 0;
   stream_ = nullptr;
-  if (failed || !closed) return {cannotWrite(path_, ENOMEM)};
+  if (printFailed || !closed) return failed(path_, ENOMEM, FileFailure::Write);
   FileResult result = writeFileAtomically(path_, std::string_view(buffer_, size_));
   std::free(buffer_);
   buffer_ = nullptr;

@@ -18,8 +18,15 @@
 
 namespace zenfit {
 
+// Where a write failed: the file could not be created or opened at all
+// (Open), or it was opened and a write, flush, sync, close or the final
+// rename failed (Write).
+enum class FileFailure { None, Open, Write };
+
 struct FileResult {
   std::string error;  // empty on success
+  FileFailure failure = FileFailure::None;
+  int errorNumber = 0;  // the errno of the failure
   bool ok() const { return error.empty(); }
 };
 

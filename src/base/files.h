@@ -30,15 +30,32 @@ std::string applyFileNameRule(const char* name, int maxLength);
 std::filesystem::path resolveFileName(const std::filesystem::path& folder, const char* name,
                                       int maxLength);
 
+// What a text stream opened here has met: a read error, or a line that
+// never ends (see kMaxTextLineBytes in base/text.h).
+struct TextStreamState;
+
 struct FileCloser {
+  std::shared_ptr<const TextStreamState> state;  // only for streams opened here
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 
 // Opens a text file for reading by the rule. A folder is not a file: it
 // fails to open like a missing file. status receives 0, kOpenFailed or
-// kNoFileName.
+// kNoFileName. The stream stops with a read error after a line of more
+// than kMaxTextLineBytes, so that a device that never ends a line
+// (/dev/zero) reads as a file that ends there; readFailure says so.
 FileHandle openForReading(const std::filesystem::path& folder, const char* name, int maxLength,
                           int& status);
+
+// The same reading stream over a descriptor opened elsewhere (standard
+// input); closing the stream closes the descriptor only when owned.
+FileHandle openTextDescriptor(int fd, bool owned);
+
+// Why a stream from openForReading or openTextDescriptor stopped before
+// its end: "" when it did not (it reached its end, or is still being
+// read), else the reason, e.g. "Input/output error" or "a line runs on for
+// more than 16 MB (not a text file)".
+std::string readFailure(const FileHandle& file);
 
 }  // namespace zenfit

@@ -7,10 +7,6 @@
 namespace zenfit {
 namespace {
 
-// Characters read past the end of an overlong line before the stream is
-// taken to be no text at all (a device such as /dev/zero never ends a line).
-constexpr long kMaxDroppedPerLine = 1L << 16;
-
 bool isWhite(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
 bool isQuote(char c) { return c == '"' || c == '\''; }
 
@@ -70,21 +66,24 @@ int prepareLine(int n, char* raw, char* echo, char* command) {
 
 bool readTextLine(std::FILE* stream, int n, char* line) {
   int count = 0;
-  long dropped = 0;
+  long length = 0;
   int c = EOF;
   bool any = false;
-  while ((c = std::fgetc(stream)) != EOF) {
+  // Each stream is read by one engine at a time: no locking per character.
+  while ((c = getc_unlocked(stream)) != EOF) {
     any = true;
     if (c == '\n') break;
-    // A NUL byte would end the text early; it is a blank like white space.
-    if (c == '\0' || isWhite(static_cast<char>(c))) c = ' ';
-    if (count < n) {
-      line[count++] = static_cast<char>(c);
-    } else if (++dropped > kMaxDroppedPerLine) {
+    if (++length > kMaxTextLineBytes) {
       any = false;  // no text file has such a line: a device or a binary stream
       break;
     }
+    if (count >= n) continue;  // the rest of a long line is read and dropped
+    // A NUL byte would end the text early; it is a blank like white space.
+    if (c == '\0' || isWhite(static_cast<char>(c))) c = ' ';
+    line[count++] = static_cast<char>(c);
   }
+  // A read that failed part-way gives no part of a line.
+  if (std::ferror(stream)) any = false;
   line[count] = '\0';
   trimRight(line);
   return any;

@@ -29,10 +29,16 @@ inline int prepareLine(PreparedLine& line) {
   return prepareLine(kLineLength, line.raw, line.echo, line.command);
 }
 
+// The longest line a text file can hold (bytes, without its line end). A
+// line that runs on for longer has no end in sight: a device such as
+// /dev/zero, or a file that is not text. Such a line is not delivered and
+// the file is taken to end before it.
+inline constexpr long kMaxTextLineBytes = 16L << 20;
+
 // Reads one line of at most n characters into line, with white space and
 // NUL bytes made blanks and trailing blanks removed; the rest of a longer
-// line is read and dropped. False at end of input, or when a line runs on
-// for 64 KiB without ending (a device or a binary stream, not text).
+// line is read and dropped, however long it is. False at end of input, on
+// a read error, or at a line longer than kMaxTextLineBytes.
 bool readTextLine(std::FILE* stream, int n, char* line);
 
 // Reads one line of at most 200 characters from the stream (the rest of a

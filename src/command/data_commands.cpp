@@ -119,6 +119,7 @@ void cmdIndat(Engine& engine, Arguments& arguments) {
   fillHostAreas(engine, read);
   if (read.run) engine.runDescription = read.run;
   emit(engine, observationReadReport(read, engine.run, engine.run.briefEcho != 0));
+  if (!readToTheEnd(engine, name, file)) return;
   if (read.outcome == ReadOutcome::Done) done(engine);
 }
 
@@ -139,7 +140,7 @@ void cmdInst(Engine& engine, Arguments& arguments) {
   if (load.interrupted) return;
   // The count leaves out the first line, which catalogues use as a heading.
   sayf(engine, Severity::Info, "%d stars input.\n", load.stars);
-  done(engine);
+  if (readToTheEnd(engine, name, file)) done(engine);
 }
 
 void cmdOutdat(Engine& engine, Arguments& arguments) {

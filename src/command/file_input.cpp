@@ -18,4 +18,12 @@ FileHandle openOrReport(Engine& engine, const std::string& name, const char* fai
   return file;
 }
 
+bool readToTheEnd(Engine& engine, const std::string& name, const FileHandle& file) {
+  const std::string failure = readFailure(file);
+  if (failure.empty()) return true;
+  sayf(engine, Severity::Error, "Input file could not be read to its end!  File = %s: %s\n",
+       name.c_str(), failure.c_str());
+  return false;
+}
+
 }  // namespace zenfit

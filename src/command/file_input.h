@@ -21,4 +21,9 @@ std::string requiredFileName(Engine& engine, Arguments& arguments, const char* m
 // and the opener's status, and gives null.
 FileHandle openOrReport(Engine& engine, const std::string& name, const char* failureFormat);
 
+// After a read: when the file stopped before its end (a read error, or a
+// line that never ends), reports it with the file's name and the reason
+// (severity E) and gives false; else true.
+bool readToTheEnd(Engine& engine, const std::string& name, const FileHandle& file);
+
 }  // namespace zenfit

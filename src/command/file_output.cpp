@@ -1,7 +1,8 @@
 #include "command/file_output.h"
 
-#include <cstdio>
+#include <cstring>
 
+#include "base/atomic_file.h"
 #include "base/files.h"
 #include "command/engine.h"
 #include "command/texts.h"
@@ -10,13 +11,15 @@ namespace zenfit {
 
 bool writeNamedFile(Engine& engine, const std::string& name, const std::string& content) {
   const std::filesystem::path path = resolveFileName(engine.workdir, name.c_str(), kFileNameSize);
-  FileHandle file(std::fopen(path.c_str(), "w"));
-  if (!file) {
+  const FileResult result = writeFileAtomically(path.string(), content);
+  if (result.ok()) return true;
+  if (result.failure == FileFailure::Open) {
     sayf(engine, Severity::Error, texts::kOutputCannotBeOpened, name.c_str(), kOpenFailed);
-    return false;
+  } else {
+    sayf(engine, Severity::Error, "Output file cannot be written!  File = %s: %s\n", name.c_str(),
+         std::strerror(result.errorNumber));
   }
-  std::fwrite(content.data(), 1, content.size(), file.get());
-  return true;
+  return false;
 }
 
 }  // namespace zenfit

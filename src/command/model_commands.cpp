@@ -195,7 +195,13 @@ void cmdInmod(Engine& engine, Arguments& arguments) {
     engine.fit.popSd = -1.0;
   }
   emit(engine, modelFileReport(read));
+  const bool whole = readToTheEnd(engine, name, file);
   if (read.error != ModelFileError::None) return;
+  // A file cut short by a failed read is refused like any bad file.
+  if (!whole) {
+    engine.model.clear();
+    return;
+  }
   // With as many floating terms as observations the division is by zero;
   // what it gives is kept.
   const int freedom = read.observations - read.floatingCount;

@@ -66,7 +66,7 @@ void cmdInpro(Engine& engine, Arguments& arguments) {
   }
   std::snprintf(store.lines[last + 1], sizeof store.lines[last + 1], "END");
   sayf(engine, Severity::Info, "%d lines input.\n", last + 1);
-  done(engine);
+  if (readToTheEnd(engine, name, file)) done(engine);
 }
 
 void cmdCall(Engine& engine, Arguments& arguments) {

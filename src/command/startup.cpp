@@ -123,6 +123,11 @@ int startEngine(Engine& engine, const StartOptions& options) {
   int status = 0;
   if (FileHandle ini = openForReading(engine.workdir, iniName.c_str(), kFileNameSize, status)) {
     readInitializationFile(engine, ini.get());
+    if (const std::string failure = readFailure(ini); !failure.empty()) {
+      std::fprintf(engine.hooks.console != nullptr ? engine.hooks.console : stdout,
+                   "ZENFIT initialization file could not be read to its end!  File = %s: %s\n",
+                   iniName.c_str(), failure.c_str());
+    }
   }
 
   writeBanner(engine);

@@ -5,8 +5,6 @@
 #include "base/atomic_file.h"
 
 #include <fcntl.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,12 +17,14 @@
 #include <string>
 
 #include "support/session.h"
+#include "support/small_file_system.h"
 
 namespace zenfit {
 namespace {
 
 using test::readFile;
 using test::ScratchDir;
+using test::SmallFileSystem;
 
 std::set<std::string> namesIn(const std::string& folder) {
   std::set<std::string> names;
@@ -33,54 +33,6 @@ std::set<std::string> namesIn(const std::string& folder) {
   }
   return names;
 }
-
-// A tmpfs mounted for one test in this test process's own mount namespace,
-// so that nothing is seen outside it and nothing outlives the process.
-class SmallFileSystem {
- public:
-  SmallFileSystem(const std::string& folder, const char* options) : folder_(folder) {
-    static std::string namespaceError = enterPrivateNamespace();
-    if (!namespaceError.empty()) {
-      error_ = namespaceError;
-      return;
-    }
-    std::filesystem::create_directory(folder_);
-    if (::mount("zenfit-test", folder_.c_str(), "tmpfs", 0, options) != 0) {
-      error_ = std::string("mount: ") + std::strerror(errno);
-      return;
-    }
-    mounted_ = true;
-  }
-  ~SmallFileSystem() {
-    if (mounted_) ::umount2(folder_.c_str(), MNT_DETACH);
-  }
-  SmallFileSystem(const SmallFileSystem&) = delete;
-  SmallFileSystem& operator=(const SmallFileSystem&) = delete;
-
-  // Why it could not be mounted ("" when it is).
-  const std::string& error() const { return error_; }
-  bool makeReadOnly() {
-    return ::mount(nullptr, folder_.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
-  }
-
- private:
-  static std::string enterPrivateNamespace() {
-    if (::unshare(CLONE_NEWNS) != 0) return std::string("unshare: ") + std::strerror(errno);
-    if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
-      return std::string("making mounts private: ") + std::strerror(errno);
-    }
-    return "";
-  }
-
-  std::string folder_;
-  std::string error_;
-  bool mounted_ = false;
-};
-
-#define SKIP_UNLESS_MOUNTED(fs)                                                         \
-  if (!(fs).error().empty())                                                            \
-  GTEST_SKIP() << "cannot mount a small tmpfs for this test (" << (fs).error()          \
-               << "); it needs root or CAP_SYS_ADMIN"
 
 TEST(AtomicFile, ReplacesContentAndKeepsModeAndLinks) {
   ScratchDir dir;
