@@ -1,5 +1,7 @@
 #include "command/interpreter.h"
 
+#include "command/plot_commands.h"
+
 namespace zenfit {
 
 Interpreter::Interpreter(const std::filesystem::path& folder, const std::string& ini,
@@ -32,6 +34,8 @@ Interpreter::Outcome Interpreter::run(const std::string& line) {
   outcome.text = sink_.take();
   return outcome;
 }
+
+const std::string& Interpreter::lastPlotSvg() const { return zenfit::lastPlotSvg(*engine_); }
 
 const FitResult* Interpreter::lastFit() const {
   return engine_->fit.last ? &*engine_->fit.last : nullptr;

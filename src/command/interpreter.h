@@ -44,8 +44,10 @@ class Interpreter {
   const Engine& engine() const { return *engine_; }
   // The last fit that reached its report, or null.
   const FitResult* lastFit() const;
-  // The last plot drawn, as SVG text ("" before the first).
-  const std::string& lastPlotSvg() const { return engine_->plot.lastSvg; }
+  // The last plot drawn, as SVG text ("" before the first): the whole page
+  // it was drawn on, as a file device would write it. Made when first asked
+  // for after a plot; the reference stays valid until the next line is run.
+  const std::string& lastPlotSvg() const;
 
  private:
   std::unique_ptr<Engine> engine_;
