@@ -9,8 +9,9 @@
 namespace zenfit::web {
 
 // [{"n": observation number, "x": ..., "y": ...}, ...] in the SVG's own
-// units, one entry per marker of the last plot; empty when the plot has no
-// markers of observations.
+// units (the plot's page), one entry per marker the last plot drew, found
+// through each panel's axes exactly as the chart placed it; empty for a
+// plot that draws no observation (the histograms) and before any plot.
 nlohmann::json plotMarks(const Interpreter& interpreter);
 
 }  // namespace zenfit::web

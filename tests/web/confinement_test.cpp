@@ -82,7 +82,7 @@ TEST(Confinement, EveryFileCommandOfASessionStaysInItsFolder) {
       "../outside",  "../outside.dat", "/etc/passwd", server.data.string() + "/outside.dat",
       "link",        "link.dat",       "theirs/stars", "../" + otherName + "/stars",
       "./../outside", "sub/../../outside"};
-  const std::vector<std::string> commands = {"INDAT", "INST", "INMOD", "INPRO", "OUTDAT", "OUTMOD"};
+  const std::vector<std::string> commands = {"INDAT", "INST", "INMOD", "INPRO", "OUTDAT", "OUTMOD", "PLTON"};
   ASSERT_EQ(browser.command("INDAT run")["ok"], true);
   ASSERT_EQ(browser.command("USE IH ID")["ok"], true);
   ASSERT_EQ(browser.command("FIT")["ok"], true);
@@ -138,7 +138,9 @@ TEST(Confinement, EveryFileCommandOfASessionStaysInItsFolder) {
 TEST(Confinement, TheInitialisationFileIsHeldToTheFolderToo) {
   ScratchDir seed;
   // The start-up's procedure library and catalogue, named out of the folder.
-  seed.write("zenfit.ini", "PROCEDURE_LIBRARY ../procs\nSTAR_CATALOG /etc/passwd\nEND\n");
+  seed.write("zenfit.ini",
+             "PROCEDURE_LIBRARY ../procs\nSTAR_CATALOG /etc/passwd\nGRAPHICS_HARDCOPY ../plots.ps\nEND\n");
+  seed.write("run.dat", exampleFile("run.dat"));
   web::ServerOptions options;
   options.seed = seed.path();
   TestServer server(options);
@@ -148,6 +150,14 @@ TEST(Confinement, TheInitialisationFileIsHeldToTheFolderToo) {
   EXPECT_NE(startup.find("File name refused: \"../procs\""), std::string::npos) << startup;
   EXPECT_NE(startup.find("File name refused: \"/etc/passwd\""), std::string::npos) << startup;
   EXPECT_EQ(browser.getJson("/api/state")["model"].size(), 0u);
+  // The plot device the file names.
+  ASSERT_EQ(browser.command("INDAT run")["ok"], true);
+  const json plotted = browser.command("GC");
+  EXPECT_EQ(plotted["ok"], false);
+  EXPECT_NE(plotted["text"].get<std::string>().find("File name refused: \"../plots.ps\""), std::string::npos)
+      << plotted["text"];
+  ASSERT_EQ(browser.command("END")["ok"], true);
+  EXPECT_FALSE(std::filesystem::exists(server.data / "plots.ps"));
 }
 
 }  // namespace
