@@ -16,6 +16,10 @@ if command -v dpkg >/dev/null 2>&1; then
   # finds the fonts, the DejaVu faces are the plots' sans, serif and
   # monospace text.
   need libcairo2-dev; need libfontconfig-dev; need fonts-dejavu-core
+  # The browser host zenfit-web: its HTTP server and JSON, and the test that
+  # drives its page in headless Chromium through Selenium.
+  need libcpp-httplib-dev; need nlohmann-json3-dev
+  need chromium; need chromium-driver; need python3-selenium
 fi
 if [ -n "$missing" ]; then
   if [ "$(id -u)" = 0 ]; then

@@ -4,9 +4,11 @@
 
 namespace zenfit {
 
-Interpreter::Interpreter(const std::filesystem::path& folder, const std::string& ini)
+Interpreter::Interpreter(const std::filesystem::path& folder, const std::string& ini,
+                         const HostHooks& hooks)
     : engine_(std::make_unique<Engine>()) {
   engine_->workdir = std::filesystem::absolute(folder);
+  engine_->hooks = hooks;
   engine_->hooks.output = &sink_;
   StartOptions options;
   options.initializationName = ini;

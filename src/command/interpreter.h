@@ -18,8 +18,11 @@ namespace zenfit {
 class Interpreter {
  public:
   // Starts an engine in folder (relative file names are taken there) with
-  // the initialisation file ini ("" for zenfit.ini in the folder).
-  explicit Interpreter(const std::filesystem::path& folder, const std::string& ini = "");
+  // the initialisation file ini ("" for zenfit.ini in the folder). The
+  // hooks are connected before start-up, so that they see its files too;
+  // their output sink is the interpreter's own.
+  explicit Interpreter(const std::filesystem::path& folder, const std::string& ini = "",
+                       const HostHooks& hooks = {});
   ~Interpreter();
   Interpreter(const Interpreter&) = delete;
   Interpreter& operator=(const Interpreter&) = delete;

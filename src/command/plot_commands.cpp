@@ -23,6 +23,7 @@
 #include "command/arguments.h"
 #include "command/command_table.h"
 #include "command/engine.h"
+#include "command/file_output.h"
 #include "command/texts.h"
 #include "fit/residuals.h"
 #include "plot/charts.h"
@@ -47,6 +48,10 @@ bool writePlotFiles(Engine& engine, const std::vector<plot::PlotFile>& files) {
   bool ok = true;
   for (const plot::PlotFile& file : files) {
     const std::string path = resolveFileName(engine.workdir, file.name.c_str(), kFileNameSize).string();
+    if (!fileAccessAllowed(engine, file.name, path, true)) {
+      ok = false;
+      continue;
+    }
     const FileResult result = writeFileAtomically(path, file.bytes);
     if (result.ok()) continue;
     // The reason without the folder the engine works in: the name as the user knows it.
@@ -94,6 +99,10 @@ bool closeDevice(Engine& engine) {
 // Opens a file device for `name` (by the file-name rule); reported and
 // false when the name says no plot format.
 bool openDevice(Engine& engine, const std::string& name) {
+  if (!fileAccessAllowed(engine, name, resolveFileName(engine.workdir, name.c_str(), kFileNameSize),
+                         true)) {
+    return false;
+  }
   const std::string fileName = applyFileNameRule(name.c_str(), kFileNameSize);
   std::unique_ptr<plot::FileDevice> device = plot::FileDevice::create(fileName);
   if (device == nullptr) {
@@ -237,12 +246,13 @@ std::optional<MapArguments> mapArguments(Engine& engine, Arguments& arguments) {
 
 // ---- Drawing -----------------------------------------------------------------
 
-using Chart = std::function<void(plot::GraphicsDevice&, std::span<const plot::ObservationPoint>,
+using Chart = std::function<plot::Chart(plot::GraphicsDevice&, std::span<const plot::ObservationPoint>,
                                  const plot::Style&)>;
 
 // Draws one plot on the open device (opening the default one if need be),
 // writes what the device hands back and reports where the plot went.
-void drawPlot(Engine& engine, const std::vector<plot::ObservationPoint>& points, const Chart& chart) {
+void drawPlot(Engine& engine, const std::vector<plot::ObservationPoint>& points,
+              std::vector<PanelAxes> axes, const Chart& chart) {
   PlotState& plot = engine.plot;
   if (cancelRequested(engine)) {
     engine.dispatch.status = CommandStatus::Interrupted;
@@ -250,7 +260,9 @@ void drawPlot(Engine& engine, const std::vector<plot::ObservationPoint>& points,
   }
   if (plot.current == nullptr && !openDevice(engine, defaultDeviceName(engine))) return;
   plot::FileDevice& device = *plot.current;
-  chart(device, points, styleOf(engine));
+  plot.lastChart = chart(device, points, styleOf(engine));
+  plot.lastPoints = points;
+  plot.lastAxes = std::move(axes);
   plot.lastPage = device.currentPage();
   plot.svgStale = true;
   if (device.awaitsAcknowledgement()) plot.graphicsState = 2;
@@ -290,6 +302,9 @@ void resetGraphics(Engine& engine) {
   plot.lastPage = plot::Page{};
   plot.svgStale = false;
   plot.lastSvg.clear();
+  plot.lastChart = plot::Chart{};
+  plot.lastPoints.clear();
+  plot.lastAxes.clear();
 }
 
 void shutdownGraphics(Engine& engine) { closeDevice(engine); }
@@ -418,30 +433,37 @@ void cmdG(Engine& engine, Arguments& arguments) {
     return;
   }
   if (!requireObservations(engine)) return;
-  drawPlot(engine, residualPoints(engine), [&](auto& device, auto points, const auto& style) {
-    plot::drawQuantities(device, points, style, *y, *x);
+  drawPlot(engine, residualPoints(engine), {{false, *x, *y}}, [&](auto& device, auto points, const auto& style) {
+    return plot::drawQuantities(device, points, style, *y, *x);
   });
 }
 
 void cmdGc(Engine& engine, Arguments&) {
   if (!requireObservations(engine)) return;
-  drawPlot(engine, residualPoints(engine), [](auto& device, auto points, const auto& style) {
-    plot::drawEquatorialResiduals(device, points, style);
+  // Rows dX, dD; columns h, d.
+  const std::vector<PanelAxes> axes = {{false, plot::Quantity::H, plot::Quantity::DX}, {false, plot::Quantity::D, plot::Quantity::DX},
+                                       {false, plot::Quantity::H, plot::Quantity::DD}, {false, plot::Quantity::D, plot::Quantity::DD}};
+  drawPlot(engine, residualPoints(engine), axes, [](auto& device, auto points, const auto& style) {
+    return plot::drawEquatorialResiduals(device, points, style);
   });
 }
 
 void cmdGam(Engine& engine, Arguments&) {
   if (!requireObservations(engine)) return;
-  drawPlot(engine, residualPoints(engine), [](auto& device, auto points, const auto& style) {
-    plot::drawAltazResiduals(device, points, style);
+  // Rows dS, dZ; columns A, z.
+  const std::vector<PanelAxes> axes = {{false, plot::Quantity::A, plot::Quantity::DS}, {false, plot::Quantity::Z, plot::Quantity::DS},
+                                       {false, plot::Quantity::A, plot::Quantity::DZ}, {false, plot::Quantity::Z, plot::Quantity::DZ}};
+  drawPlot(engine, residualPoints(engine), axes, [](auto& device, auto points, const auto& style) {
+    return plot::drawAltazResiduals(device, points, style);
   });
 }
 
 void cmdGscat(Engine& engine, Arguments& arguments) {
   const std::optional<bool> horizon = optionalLetter(engine, arguments, "H");
   if (!horizon || !requireObservations(engine)) return;
-  drawPlot(engine, residualPoints(engine), [&](auto& device, auto points, const auto& style) {
-    plot::drawScatter(device, points, style, {.horizon = *horizon});
+  const PanelAxes axes = *horizon ? PanelAxes{false, plot::Quantity::DS, plot::Quantity::DZ} : PanelAxes{false, plot::Quantity::DX, plot::Quantity::DD};
+  drawPlot(engine, residualPoints(engine), {axes}, [&](auto& device, auto points, const auto& style) {
+    return plot::drawScatter(device, points, style, {.horizon = *horizon});
   });
 }
 
@@ -452,8 +474,8 @@ void cmdGhyst(Engine& engine, Arguments& arguments) {
     say(engine, Severity::Error, kNoActiveObservations);
     return;
   }
-  drawPlot(engine, residualPoints(engine), [&](auto& device, auto points, const auto& style) {
-    plot::drawHistograms(device, points, style, *horizon);
+  drawPlot(engine, residualPoints(engine), {}, [&](auto& device, auto points, const auto& style) {
+    return plot::drawHistograms(device, points, style, *horizon);
   });
 }
 
@@ -461,8 +483,8 @@ void cmdGdist(Engine& engine, Arguments& arguments) {
   const std::optional<bool> equatorial = optionalLetter(engine, arguments, "E");
   if (!equatorial || !requireObservations(engine)) return;
   const plot::SkyPlot sky = *equatorial ? plot::SkyPlot::Equatorial : plot::SkyPlot::Horizon;
-  drawPlot(engine, residualPoints(engine), [&](auto& device, auto points, const auto& style) {
-    plot::drawDistribution(device, points, style, sky);
+  drawPlot(engine, residualPoints(engine), {{true}}, [&](auto& device, auto points, const auto& style) {
+    return plot::drawDistribution(device, points, style, sky);
   });
 }
 
@@ -471,8 +493,8 @@ void cmdGmap(Engine& engine, Arguments& arguments) {
   if (!map || !requireObservations(engine)) return;
   const plot::MapOptions options{map->equatorial ? plot::SkyPlot::Equatorial : plot::SkyPlot::Horizon,
                                  map->scale, false};
-  drawPlot(engine, residualPoints(engine), [&](auto& device, auto points, const auto& style) {
-    plot::drawVectorMap(device, points, style, options);
+  drawPlot(engine, residualPoints(engine), {{true}}, [&](auto& device, auto points, const auto& style) {
+    return plot::drawVectorMap(device, points, style, options);
   });
 }
 
@@ -481,8 +503,8 @@ void cmdGsmap(Engine& engine, Arguments& arguments) {
   if (!map || !requireObservations(engine)) return;
   const plot::MapOptions options{map->equatorial ? plot::SkyPlot::Equatorial : plot::SkyPlot::Horizon,
                                  map->scale, true};
-  drawPlot(engine, correctionPoints(engine), [&](auto& device, auto points, const auto& style) {
-    plot::drawVectorMap(device, points, style, options);
+  drawPlot(engine, correctionPoints(engine), {{true}}, [&](auto& device, auto points, const auto& style) {
+    return plot::drawVectorMap(device, points, style, options);
   });
 }
 
