@@ -5,5 +5,11 @@ USE IA IE CA NPAE AN AW TF    ! the model (see PROC ALTAZ in procs.dat)
 FIT
 FIT
 SLIST
+PLTON altaz.png               ! plots to altaz-001.png, altaz-002.png, ...
+GAM                           ! residuals against azimuth and zenith distance
+GSCAT H                       ! the scatter diagram, horizon components
+GMAP                          ! the residual vectors on the sky
+GHYST H                       ! histograms of the residuals
+PLTOFF
 OUTMOD altmod                 ! the fitted model, to altmod.dat
 END

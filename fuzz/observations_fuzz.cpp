@@ -1,6 +1,6 @@
 // An observation file: read with a star catalogue in place, read again
-// appended to itself, written back and re-read, masked, fitted, listed and
-// unfitted.
+// appended to itself, written back and re-read, masked, fitted, listed,
+// plotted and unfitted.
 #include "fuzz_support.h"
 
 namespace {
@@ -25,6 +25,16 @@ const char kCommands[] =
     "IH 10\nNP -5\nME 3\n"
     "FIT\n"
     "SLIST\n"
+    "PLTON plots.svg\n"
+    "GC\n"
+    "GAM\n"
+    "GHYST\n"
+    "GMAP\n"
+    "GSMAP E\n"
+    "PLTON plots.pdf\n"
+    "GSCAT H\n"
+    "GDIST E\n"
+    "PLTOFF\n"
     "UNFIT\n"
     "FIT N\n"
     "OUTMOD model\n"

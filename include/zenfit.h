@@ -87,6 +87,14 @@ ZENFIT_API int zftParal(const char *text);
  * Returns -1 for a name that is neither. */
 ZENFIT_API int zftTerm(const char *name, int addMode, char *matchedTemplate);
 
+/* The last plot drawn (G, GC, GAM, GSCAT, GHYST, GDIST, GMAP, GSMAP) as the
+ * text of an SVG document: the whole page the plot was drawn on, whatever
+ * device the plot went to (page units are points, 720 by 540). Returns ""
+ * before the first plot; a plot command that fails leaves the text of the
+ * plot before it. The text belongs to the engine: the pointer stays valid,
+ * and the text unchanged, until the next call of zftZftrun or zftZftini. */
+ZENFIT_API const char *GetPlotSvg(void);
+
 /* Inert: returns its argument. */
 ZENFIT_API int GetTextJustification(int justification);
 

@@ -15,6 +15,14 @@ if command -v dpkg >/dev/null 2>&1; then
   # and the example analysis.py (matplotlib), all for Debian's python3.
   need pybind11-dev; need python3-dev; need python3-numpy; need python3-pytest
   need python3-matplotlib
+  # Plots: cairo draws every page (SVG, PNG, PDF, PostScript), fontconfig
+  # finds the fonts, the DejaVu faces are the plots' sans, serif and
+  # monospace text.
+  need libcairo2-dev; need libfontconfig-dev; need fonts-dejavu-core
+  # The browser host zenfit-web: its HTTP server and JSON, and the test that
+  # drives its page in headless Chromium through Selenium.
+  need libcpp-httplib-dev; need nlohmann-json3-dev
+  need chromium; need chromium-driver; need python3-selenium
 fi
 if [ -n "$missing" ]; then
   if [ "$(id -u)" = 0 ]; then

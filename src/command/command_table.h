@@ -81,7 +81,14 @@ void cmdPltz(Engine&, Arguments&);
 void cmdPens(Engine&, Arguments&);
 void cmdTxf(Engine&, Arguments&);
 void cmdTxp(Engine&, Arguments&);
-void cmdPlot(Engine&, Arguments&);  // G, GAM, GC, GDIST, GHYST, GMAP, GSCAT, GSMAP
+void cmdG(Engine&, Arguments&);
+void cmdGam(Engine&, Arguments&);
+void cmdGc(Engine&, Arguments&);
+void cmdGdist(Engine&, Arguments&);
+void cmdGhyst(Engine&, Arguments&);
+void cmdGmap(Engine&, Arguments&);
+void cmdGscat(Engine&, Arguments&);
+void cmdGsmap(Engine&, Arguments&);
 
 // The words a user can type, in table order (the hidden "csrv" left out;
 // the end words END, QUIT, QU and "." are the dispatcher's, not the table's).

@@ -80,6 +80,15 @@ struct HostHooks {
   // Where bad lines of the initialisation file are reported (standard
   // output unless set).
   std::FILE* console = nullptr;
+  // Every file the engine reads or writes by a name (the initialisation
+  // file, INDAT, INST, INMOD, INPRO, OUTDAT, OUTMOD, plot files) is shown
+  // here first: the name as given, the path it leads to (the file-name
+  // rule applied, in the working folder) and whether it is to be written.
+  // An empty answer lets the file be used; any other text refuses it, and
+  // the text is reported as the error. None: every file may be used.
+  std::function<std::string(const std::string& name, const std::filesystem::path& path,
+                            bool writing)>
+      fileAccess;
 };
 
 // The settings that last for the life of the engine.

@@ -2,6 +2,7 @@
 
 #include "command/arguments.h"
 #include "command/engine.h"
+#include "command/file_output.h"
 
 namespace zenfit {
 
@@ -11,9 +12,19 @@ std::string requiredFileName(Engine& engine, Arguments& arguments, const char* m
   return name;
 }
 
+FileHandle openNamedFile(Engine& engine, const std::string& name, int& status) {
+  if (!isMissingFileName(name.c_str()) &&
+      !fileAccessAllowed(engine, name, resolveFileName(engine.workdir, name.c_str(), kFileNameSize),
+                         false)) {
+    status = kOpenFailed;
+    return nullptr;
+  }
+  return openForReading(engine.workdir, name.c_str(), kFileNameSize, status);
+}
+
 FileHandle openOrReport(Engine& engine, const std::string& name, const char* failureFormat) {
   int status = 0;
-  FileHandle file = openForReading(engine.workdir, name.c_str(), kFileNameSize, status);
+  FileHandle file = openNamedFile(engine, name, status);
   if (!file) sayf(engine, Severity::Error, failureFormat, name.c_str(), status);
   return file;
 }

@@ -17,7 +17,12 @@ class Arguments;
 std::string requiredFileName(Engine& engine, Arguments& arguments, const char* missingText);
 
 // Opens name for reading by the file-name rule in the engine's working
-// folder. A failure is reported with failureFormat, which takes the name
+// folder, as openForReading does, once the host's fileAccess hook has let
+// it (a refusal is reported, and the open fails with kOpenFailed).
+FileHandle openNamedFile(Engine& engine, const std::string& name, int& status);
+
+// Opens name for reading by the file-name rule in the engine's working
+// folder (openNamedFile). A failure is reported with failureFormat, which takes the name
 // and the opener's status, and gives null.
 FileHandle openOrReport(Engine& engine, const std::string& name, const char* failureFormat);
 

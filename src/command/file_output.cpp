@@ -9,8 +9,18 @@
 
 namespace zenfit {
 
+bool fileAccessAllowed(Engine& engine, const std::string& name,
+                       const std::filesystem::path& path, bool writing) {
+  if (!engine.hooks.fileAccess) return true;
+  const std::string refusal = engine.hooks.fileAccess(name, path, writing);
+  if (refusal.empty()) return true;
+  say(engine, Severity::Error, refusal.back() == '\n' ? refusal : refusal + "\n");
+  return false;
+}
+
 bool writeNamedFile(Engine& engine, const std::string& name, const std::string& content) {
   const std::filesystem::path path = resolveFileName(engine.workdir, name.c_str(), kFileNameSize);
+  if (!fileAccessAllowed(engine, name, path, true)) return false;
   const FileResult result = writeFileAtomically(path.string(), content);
   if (result.ok()) return true;
   if (result.failure == FileFailure::Open) {

@@ -1,10 +1,14 @@
 #include "command/interpreter.h"
 
+#include "command/plot_commands.h"
+
 namespace zenfit {
 
-Interpreter::Interpreter(const std::filesystem::path& folder, const std::string& ini)
+Interpreter::Interpreter(const std::filesystem::path& folder, const std::string& ini,
+                         const HostHooks& hooks)
     : engine_(std::make_unique<Engine>()) {
   engine_->workdir = std::filesystem::absolute(folder);
+  engine_->hooks = hooks;
   engine_->hooks.output = &sink_;
   StartOptions options;
   options.initializationName = ini;
@@ -30,6 +34,8 @@ Interpreter::Outcome Interpreter::run(const std::string& line) {
   outcome.text = sink_.take();
   return outcome;
 }
+
+const std::string& Interpreter::lastPlotSvg() const { return zenfit::lastPlotSvg(*engine_); }
 
 const FitResult* Interpreter::lastFit() const {
   return engine_->fit.last ? &*engine_->fit.last : nullptr;

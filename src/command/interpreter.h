@@ -18,8 +18,11 @@ namespace zenfit {
 class Interpreter {
  public:
   // Starts an engine in folder (relative file names are taken there) with
-  // the initialisation file ini ("" for zenfit.ini in the folder).
-  explicit Interpreter(const std::filesystem::path& folder, const std::string& ini = "");
+  // the initialisation file ini ("" for zenfit.ini in the folder). The
+  // hooks are connected before start-up, so that they see its files too;
+  // their output sink is the interpreter's own.
+  explicit Interpreter(const std::filesystem::path& folder, const std::string& ini = "",
+                       const HostHooks& hooks = {});
   ~Interpreter();
   Interpreter(const Interpreter&) = delete;
   Interpreter& operator=(const Interpreter&) = delete;
@@ -41,8 +44,10 @@ class Interpreter {
   const Engine& engine() const { return *engine_; }
   // The last fit that reached its report, or null.
   const FitResult* lastFit() const;
-  // The last plot drawn, as SVG text ("" before the first).
-  const std::string& lastPlotSvg() const { return engine_->plot.lastSvg; }
+  // The last plot drawn, as SVG text ("" before the first): the whole page
+  // it was drawn on, as a file device would write it. Made when first asked
+  // for after a plot; the reference stays valid until the next line is run.
+  const std::string& lastPlotSvg() const;
 
  private:
   std::unique_ptr<Engine> engine_;

@@ -1,16 +1,19 @@
 // The graphics device's life within a session.
 #pragma once
 
+#include <string>
+
 namespace zenfit {
 
 struct Engine;
-class GraphicsDevice;
 
-// Start-up: settles the pens against the installed device's defaults.
+// Start-up: settles the pens against the device's pens and defaults.
 void resetGraphics(Engine& engine);
-// Closes the device at the end of a session.
+// Closes the device at the end of a session, writing a PDF or PostScript
+// document it holds (a write error is reported).
 void shutdownGraphics(Engine& engine);
-// The device PLTON opens.
-GraphicsDevice& installedDevice(Engine& engine);
+// The last plot drawn in this engine as SVG text ("" before the first). The
+// text stays as it is until the next plot.
+const std::string& lastPlotSvg(Engine& engine);
 
 }  // namespace zenfit

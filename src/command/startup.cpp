@@ -6,6 +6,7 @@
 #include "base/decode.h"
 #include "base/files.h"
 #include "command/engine.h"
+#include "command/file_input.h"
 #include "command/plot_commands.h"
 #include "command/reports.h"
 
@@ -121,7 +122,7 @@ int startEngine(Engine& engine, const StartOptions& options) {
   const std::string iniName =
       isDefaultName(options.initializationName) ? "zenfit.ini" : options.initializationName;
   int status = 0;
-  if (FileHandle ini = openForReading(engine.workdir, iniName.c_str(), kFileNameSize, status)) {
+  if (FileHandle ini = openNamedFile(engine, iniName, status)) {
     readInitializationFile(engine, ini.get());
     if (const std::string failure = readFailure(ini); !failure.empty()) {
       std::fprintf(engine.hooks.console != nullptr ? engine.hooks.console : stdout,

@@ -6,6 +6,7 @@
 
 #include "command/engine.h"
 #include "command/model_api.h"
+#include "command/plot_commands.h"
 #include "host/message_buffer.h"
 #include "model/generic.h"
 
@@ -79,6 +80,8 @@ int zftTerm(const char* name, int addMode, char* matchedTemplate) {
   if (name == nullptr) return -1;
   return zenfit::resolveTermName(theEngine().terms, name, addMode, matchedTemplate);
 }
+
+const char* GetPlotSvg(void) { return zenfit::lastPlotSvg(theEngine()).c_str(); }
 
 int GetTextJustification(int justification) { return justification; }
 

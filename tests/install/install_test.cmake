@@ -54,6 +54,9 @@ set(files
 if(PYTHON)
   list(APPEND files ${PYTHON_DIR}/zenfit/__init__.py)
 endif()
+if(WEB)
+  list(APPEND files bin/zenfit-web)
+endif()
 foreach(file ${files})
   if(NOT EXISTS ${prefix}/${file})
     message(FATAL_ERROR "not installed: ${file}")
@@ -73,7 +76,7 @@ foreach(line ${lines})
   list(APPEND exported ${name})
 endforeach()
 list(SORT exported)
-set(api ClearMessageBuffer GetMarkerHt GetMessagePtr GetRMSPSD GetTermInfo GetTextJustification
+set(api ClearMessageBuffer GetMarkerHt GetMessagePtr GetPlotSvg GetRMSPSD GetTermInfo GetTextJustification
     SetDataPtrs _ZN6CPkzenC1Ev _ZN6CPkzenC2Ev _ZN6CPkzenaSERKS_ fnPkzen nPkzen pMapPts
     pObsParms zftCsrv zftParal zftTerm zftZftini zftZftrun)
 list(SORT api)

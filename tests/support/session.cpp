@@ -1,7 +1,23 @@
 #include "support/session.h"
 
+#include <gtest/gtest.h>
+
+#include "plot/memory_device.h"
 
 namespace zenfit::test {
+
+namespace {
+
+// cairo and fontconfig keep the fonts of the plots for the life of the
+// process; freed when every test is done, so that the leak check of the
+// sanitizer build sees only real leaks.
+class FontCaches : public ::testing::Environment {
+ public:
+  void TearDown() override { plot::releaseFontCaches(); }
+};
+::testing::Environment* const kFontCaches = ::testing::AddGlobalTestEnvironment(new FontCaches);
+
+}  // namespace
 
 void ScratchDir::copyFrom(const std::string& folder) const {
   using enum std::filesystem::copy_options;

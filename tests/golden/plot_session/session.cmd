@@ -1,0 +1,30 @@
+! The plot commands: files, pages and refusals (PERFCT needs no files).
+GC
+PERFCT 30
+USE IH
+IH 20
+PLTON plots.svg
+G DX H
+G DX
+G DX Q
+GSCAT H
+GSCAT Q
+MASK 1 3
+GHYST
+GDIST E
+GMAP E 2000
+GMAP -1
+GSMAP
+SHOW
+PLTON plots.txt
+PLTON plots.pdf
+GC
+CLRNG OFF
+GAM
+CLRNG
+GSMAP E
+PLTOFF
+PLTOFF
+TXF 2 2
+GDIST
+END

@@ -1,0 +1,363 @@
+// The browser host's API over HTTP: a whole pointing analysis, the state
+// the page shows against the engine's own reports, and what every kind of
+// bad request is answered with.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdio>
+#include <regex>
+
+#include "command/interpreter.h"
+#include "web/confine.h"
+#include "web_support.h"
+
+namespace zenfit::test {
+namespace {
+
+const std::vector<std::string> kAnalysis = {"INST stars", "INDAT run", "USE IH ID CH NP ME MA TF DAF",
+                                            "FIT", "FIT", "SLIST", "OUTMOD model"};
+
+// The lines of a FIT report: name -> {change, value, sigma} as printed.
+std::map<std::string, std::array<double, 3>> coefficientLines(const std::string& text) {
+  std::map<std::string, std::array<double, 3>> lines;
+  const std::regex line(R"(\n\s*\d+\s+&?\s*(\w+)\s+([-+][\d.]+)\s+([-+][\d.]+)\s+([\d.]+)(?=\n))");
+  for (auto it = std::sregex_iterator(text.begin(), text.end(), line); it != std::sregex_iterator(); ++it) {
+    lines[(*it)[1]] = {std::stod((*it)[2]), std::stod((*it)[3]), std::stod((*it)[4])};
+  }
+  return lines;
+}
+
+double printed(const std::string& text, const std::string& label) {
+  const std::size_t at = text.rfind(label);
+  return at == std::string::npos ? NAN : std::stod(text.substr(at + label.size()));
+}
+
+TEST(WebApi, WholePointingAnalysisMatchesTheEngineAndItsReports) {
+  TestServer server;
+  Client browser(server.port);
+  const std::string startup = browser.startSession();
+  EXPECT_NE(startup.find("There are 54 standard pointing terms."), std::string::npos);
+
+  for (const char* name : {"run.dat", "stars.dat"}) EXPECT_EQ(browser.upload(name, exampleFile(name)), 200);
+  const json listing = browser.getJson("/api/files");
+  ASSERT_EQ(listing["files"].size(), 2u);
+  EXPECT_EQ(listing["files"][0]["name"], "run.dat");
+  EXPECT_EQ(listing["files"][0]["size"], exampleFile("run.dat").size());
+
+  // The same lines in an engine of this process, in a folder with the same files.
+  ScratchDir reference;
+  reference.write("run.dat", exampleFile("run.dat"));
+  reference.write("stars.dat", exampleFile("stars.dat"));
+  Interpreter engine(reference.path());
+  std::string fitText;
+  for (const std::string& line : kAnalysis) {
+    const json got = browser.command(line);
+    const Interpreter::Outcome want = engine.run(line);
+    EXPECT_EQ(got["status"], 200) << line;
+    EXPECT_EQ(got["ok"], want.ok) << line;
+    EXPECT_EQ(got["text"], want.text) << line;
+    if (line == "FIT") fitText = got["text"];
+  }
+  EXPECT_EQ(browser.command("INDAT nosuchfile")["ok"], false);
+
+  // The written model, downloaded, is the engine's file byte for byte.
+  const httplib::Result model = browser.get("/api/files/model.dat");
+  ASSERT_TRUE(model);
+  EXPECT_EQ(model->status, 200);
+  EXPECT_EQ(model->body, reference.read("model.dat"));
+  EXPECT_EQ(model->get_header_value("Content-Disposition"), "attachment; filename=\"model.dat\"");
+
+  // The state: every number the page shows agrees with the engine's printed report.
+  const json state = browser.getJson("/api/state");
+  ASSERT_EQ(state["status"], 200);
+  EXPECT_EQ(state["caption"], "1.0-m GEM, pointing run of 2024 March 14/15 (simulated)");
+  const json& run = state["run"];
+  EXPECT_NEAR(run["latitude"].get<double>(), 28.0 + 45.0 / 60 + 36.0 / 3600, 1e-9);
+  EXPECT_EQ(run["date"], (json{{"year", 2024}, {"month", 3}, {"day", 14.85}}));
+  EXPECT_EQ(run["temperature"], 8.5);
+  EXPECT_EQ(run["pressure"], 775.0);
+  EXPECT_EQ(run["height"], 2330.0);
+  EXPECT_EQ(run["frame"], "A");
+
+  const auto printedLines = coefficientLines(fitText);
+  ASSERT_EQ(printedLines.size(), 8u) << fitText;
+  const json& fit = state["fit"];
+  ASSERT_TRUE(fit.is_object());
+  EXPECT_EQ(fit["stars"], 170);
+  EXPECT_EQ(fit["fitted"], 8);
+  EXPECT_TRUE(fit["current"].get<bool>());
+  EXPECT_NEAR(fit["skyRms"].get<double>(), printed(fitText, "Sky RMS ="), 0.005);
+  EXPECT_NEAR(fit["popSd"].get<double>(), printed(fitText, "Popn SD ="), 0.005);
+  ASSERT_EQ(fit["terms"].size(), 8u);
+  for (const json& term : fit["terms"]) {
+    const auto& [change, value, sigma] = printedLines.at(term["name"]);
+    EXPECT_NEAR(term["change"].get<double>(), change, 0.0005) << term;
+    EXPECT_NEAR(term["value"].get<double>(), value, 0.005) << term;
+    EXPECT_NEAR(term["sigma"].get<double>(), sigma, 0.0005) << term;
+  }
+  // The matrix is symmetric with a unit diagonal; CH and DAF, the pair the
+  // report shows most correlated, at its printed value.
+  const json& r = fit["correlations"];
+  for (int i = 0; i < 8; ++i) {
+    EXPECT_NEAR(r[i][i].get<double>(), 1.0, 1e-6);
+    for (int j = 0; j < 8; ++j) EXPECT_EQ(r[i][j], r[j][i]);
+  }
+  EXPECT_EQ(fit["fittedNames"][2], "CH");
+  EXPECT_EQ(fit["fittedNames"][7], "DAF");
+  EXPECT_NEAR(r[7][2].get<double>(), 0.9159, 0.0001);
+
+  ASSERT_EQ(state["model"].size(), 8u);
+  EXPECT_EQ(state["model"][0], (json{{"name", "IH"}, {"value", fit["terms"][0]["value"]},
+                                     {"sigma", fit["terms"][0]["sigma"]}, {"floating", true},
+                                     {"chained", true}}));
+
+  // The observations: their residual RMS is the one SLIST printed.
+  const json& observations = state["observations"];
+  EXPECT_EQ(observations["count"], 170);
+  EXPECT_EQ(observations["active"], 170);
+  ASSERT_EQ(observations["rows"].size(), 170u);
+  const json slist = browser.command("SLIST");
+  std::smatch rms;
+  const std::string slistText = slist["text"];
+  ASSERT_TRUE(std::regex_search(slistText, rms, std::regex(R"(RMS\s+([\d.]+)\s+([\d.]+)\s+([\d.]+)\s+([\d.]+)\s+([\d.]+))")));
+  const char* keys[] = {"dX", "dD", "dS", "dZ", "dR"};
+  for (int k = 0; k < 5; ++k) {
+    EXPECT_NEAR(observations["rms"][keys[k]].get<double>(), std::stod(rms[k + 1]), 0.005) << keys[k];
+  }
+  const json& first = observations["rows"][0];
+  EXPECT_EQ(first["n"], 1);
+  EXPECT_EQ(first["kind"], 2);  // a proper-motion record
+  // The telescope's place as the file gave it: 11 03 17.21 +56 16 07.6 at 06 40.
+  EXPECT_NEAR(first["lst"].get<double>(), 6.0 + 40.0 / 60, 1e-9);
+  EXPECT_NEAR(first["ha"].get<double>(), 6.0 + 40.0 / 60 - (11.0 + 3.0 / 60 + 17.21 / 3600), 1e-6);
+
+  // Masking by number changes what the next FIT uses, and the state says the fit is stale.
+  EXPECT_EQ(browser.command("MASK 5")["ok"], true);
+  json masked = browser.getJson("/api/state");
+  EXPECT_EQ(masked["observations"]["active"], 169);
+  EXPECT_FALSE(masked["observations"]["rows"][4]["active"].get<bool>());
+  EXPECT_EQ(masked["fit"]["stars"], 170);
+  EXPECT_EQ(browser.command("FIT")["ok"], true);
+  EXPECT_EQ(browser.getJson("/api/state")["fit"]["stars"], 169);
+  // A term lost after the fit: the fit keeps its own names and says it is not current.
+  EXPECT_EQ(browser.command("LOSE IH")["ok"], true);
+  const json lost = browser.getJson("/api/state");
+  EXPECT_EQ(lost["fit"]["terms"][0]["name"], "IH");
+  EXPECT_FALSE(lost["fit"]["current"].get<bool>());
+  EXPECT_EQ(lost["model"][0]["name"], "ID");
+
+  // Deleting a file.
+  EXPECT_EQ(browser.del("/api/files/model.dat")->status, 200);
+  EXPECT_EQ(browser.get("/api/files/model.dat")->status, 404);
+  EXPECT_EQ(browser.del("/api/files/model.dat")->status, 404);
+}
+
+TEST(WebApi, HelpAnswersFromTheBuiltInTextAndSpawnRunsNothing) {
+  TestServer server;
+  Client browser(server.port);
+  browser.startSession();
+  const json help = browser.command("HELP FITTOL");
+  EXPECT_EQ(help["ok"], true);
+  const std::string helpText = help["text"];
+  EXPECT_EQ(helpText.rfind("* HELP FITTOL\nFITTOL", 0), 0u) << helpText;
+  EXPECT_GT(std::count(helpText.begin(), helpText.end(), '\n'), 2);
+  const json spawn = browser.command("SPAWN touch spawned");
+  EXPECT_EQ(spawn["text"], "* SPAWN touch spawned\nSPAWN runs nothing in the browser host.\n");
+  EXPECT_FALSE(std::filesystem::exists(server.sessionFolders().at(0) / "spawned"));
+}
+
+// Sends raw bytes to the server and returns what it answers.
+std::string rawExchange(int port, const std::string& bytes) {
+  const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<uint16_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  std::string answer;
+  if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
+    // The connection is left open for writing: a client that half-closes
+    // may be taken for one that has gone.
+    timeval wait{5, 0};
+    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+    (void)!::write(fd, bytes.data(), bytes.size());
+    char buffer[4096];
+    ssize_t got;
+    // Until the answer's body is complete: the server keeps the connection.
+    while ((got = ::read(fd, buffer, sizeof buffer)) > 0) {
+      answer.append(buffer, static_cast<std::size_t>(got));
+      const std::size_t head = answer.find("\r\n\r\n");
+      const std::size_t length = answer.find("Content-Length: ");
+      if (head != std::string::npos && length != std::string::npos &&
+          answer.size() >= head + 4 + std::stoul(answer.substr(length + 16))) {
+        break;
+      }
+    }
+  }
+  ::close(fd);
+  return answer;
+}
+
+TEST(WebApi, BadRequestsAreAnsweredInJsonWithTheirStatus) {
+  web::ServerOptions options;
+  options.limits.maxUpload = 64 * 1024;
+  options.limits.maxRequest = 4096;
+  TestServer server(options);
+  Client browser(server.port);
+
+  // No session yet.
+  json answer = browser.command("SHOW");
+  EXPECT_EQ(answer["status"], 401);
+  EXPECT_EQ(answer["reason"], "no-session");
+  EXPECT_EQ(browser.getJson("/api/state")["status"], 401);
+  browser.cookie = "zenfit_session=0123456789abcdef0123456789abcdef";
+  EXPECT_EQ(browser.getJson("/api/files")["reason"], "no-session");
+  browser.startSession();
+
+  struct Case {
+    std::string body, type;
+    int status;
+    std::string reason;
+  };
+  const Case cases[] = {
+      {"{\"line\": \"SHOW\"", "application/json", 400, "bad-json"},
+      {"[\"SHOW\"]", "application/json", 400, "bad-json"},
+      {"{\"line\": 7}", "application/json", 400, "bad-json"},
+      {"{\"command\": \"SHOW\"}", "application/json", 400, "bad-json"},
+      {"{\"line\": \"SHOW\\nFIT\"}", "application/json", 400, "bad-line"},
+      {"{\"line\": \"SHOW\"}", "text/plain", 415, "content-type"},
+      {"{\"line\": \"" + std::string(5000, 'X') + "\"}", "application/json", 413, "too-large"},
+      {"{\"line\": \"" + std::string(2000, 'X') + "\"}", "application/json", 400, "bad-line"},
+  };
+  for (const Case& c : cases) {
+    const httplib::Result result = browser.post("/api/command", c.body, c.type);
+    ASSERT_TRUE(result) << c.body;
+    EXPECT_EQ(result->status, c.status) << c.body;
+    EXPECT_EQ(result->get_header_value("Content-Type"), "application/json");
+    const json body = json::parse(result->body);
+    EXPECT_EQ(body["reason"], c.reason) << c.body;
+    EXPECT_EQ(body["ok"], false);
+  }
+  // A caption in Latin-1, read from a file: bytes that are not UTF-8 come
+  // back as U+FFFD.
+  std::string latin = exampleFile("run.dat");
+  latin.replace(0, latin.find('\n'), "Caf\xe9 run");
+  ASSERT_EQ(browser.upload("latin.dat", latin), 200);
+  const std::string read = browser.command("INDAT latin")["text"];
+  EXPECT_NE(read.find("\nCaf\xef\xbf\xbd run\n"), std::string::npos) << read;
+  EXPECT_EQ(browser.getJson("/api/state")["caption"], "Caf\xef\xbf\xbd run");
+
+  // An upload over the limit, and the body limit of the HTTP library itself.
+  EXPECT_EQ(browser.upload("big.dat", std::string(64 * 1024 + 1, 'x')), 413);
+  EXPECT_EQ(browser.upload("fits.dat", std::string(64 * 1024, 'x')), 200);
+  EXPECT_EQ(browser.del("/api/files/fits.dat")->status, 200);
+  EXPECT_FALSE(std::filesystem::exists(server.sessionFolders().at(0) / "big.dat"));
+
+  // Unknown routes and plots.
+  EXPECT_EQ(browser.getJson("/api/nothing")["status"], 404);
+  EXPECT_EQ(browser.getJson("/api/plot/FIT")["reason"], "not-a-plot");
+  EXPECT_EQ(browser.getJson("/nothing/here")["status"], 404);
+
+  // Malformed HTTP.
+  for (const std::string& raw : {std::string("GARBAGE\r\n\r\n"), std::string("GET /api/state HTTP/9.9 x\r\n\r\n"),
+                                std::string("POST /api/command HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\n"
+                                            "Transfer-Encoding: chunked\r\n\r\nzz\r\n{}\r\n0\r\n\r\n")}) {
+    const std::string reply = rawExchange(server.port, raw);
+    EXPECT_EQ(reply.substr(0, 12), "HTTP/1.1 400") << raw;
+  }
+  const std::string evil = rawExchange(server.port, "GET /api/state HTTP/1.1\r\nHost: attacker.example\r\nConnection: close\r\n\r\n");
+  EXPECT_EQ(evil.substr(0, 12), "HTTP/1.1 403");
+  EXPECT_NE(evil.find("\"reason\":\"host\""), std::string::npos);
+
+  // The page itself, with its policy.
+  const httplib::Result page = browser.get("/");
+  ASSERT_TRUE(page);
+  EXPECT_EQ(page->status, 200);
+  EXPECT_NE(page->body.find("<script src=\"/app.js\""), std::string::npos);
+  EXPECT_NE(page->get_header_value("Content-Security-Policy").find("script-src 'self'"), std::string::npos);
+  EXPECT_EQ(browser.get("/app.js")->get_header_value("Content-Type"), "text/javascript; charset=utf-8");
+}
+
+TEST(WebApi, NonLoopbackNeedsATokenThatEveryRequestCarries) {
+  EXPECT_TRUE(web::isLoopback("127.0.0.1"));
+  EXPECT_TRUE(web::isLoopback("127.1.2.3"));
+  EXPECT_TRUE(web::isLoopback("::1"));
+  EXPECT_TRUE(web::isLoopback("localhost"));
+  EXPECT_FALSE(web::isLoopback("0.0.0.0"));
+  EXPECT_FALSE(web::isLoopback("192.168.1.4"));
+  EXPECT_FALSE(web::isLoopback("127.0.0.1.evil"));
+
+  ScratchDir data;
+  web::ServerOptions open;
+  open.bind = "0.0.0.0";
+  open.port = 0;
+  open.data = data.path();
+  web::Server refused(open);
+  std::string error;
+  EXPECT_EQ(refused.bind(error), -1);
+  EXPECT_NE(error.find("--token"), std::string::npos);
+
+  web::ServerOptions options;
+  options.bind = "0.0.0.0";
+  options.token = "s3cret-token";
+  TestServer server(options);
+  EXPECT_EQ(server.server().url(), "http://HOST:" + std::to_string(server.port) + "/?token=s3cret-token");
+  Client stranger(server.port);
+  EXPECT_EQ(stranger.getJson("/api/vocabulary")["status"], 403);
+  EXPECT_EQ(stranger.get("/")->status, 403);
+  const httplib::Result noSession = stranger.post("/api/session", "");
+  EXPECT_EQ(noSession->status, 403);
+  EXPECT_EQ(json::parse(noSession->body)["reason"], "token");
+  EXPECT_EQ(stranger.get("/?token=wrong")->status, 403);
+  EXPECT_EQ(stranger.get("/", {{"X-Zenfit-Token", "s3cret-tokeN"}})->status, 403);
+  EXPECT_TRUE(server.sessionFolders().empty());
+
+  // The printed address: the token goes into a cookie, and the address bar loses it.
+  const httplib::Result entry = stranger.get("/?token=s3cret-token");
+  EXPECT_EQ(entry->status, 303);
+  EXPECT_EQ(entry->get_header_value("Location"), "/");
+  const std::string set = entry->get_header_value("Set-Cookie");
+  EXPECT_EQ(set, "zenfit_token=s3cret-token; Path=/; HttpOnly; SameSite=Strict");
+  Client member(server.port);
+  member.cookie = set.substr(0, set.find(';'));
+  EXPECT_EQ(member.get("/")->status, 200);
+  EXPECT_EQ(member.get("/api/vocabulary", {{"Authorization", "Bearer s3cret-token"}})->status, 200);
+  EXPECT_EQ(member.get("/api/vocabulary", {{"X-Zenfit-Token", "s3cret-token"}})->status, 200);
+}
+
+TEST(WebApi, SessionsAreLimitedAndEndWhenIdleWithTheirFolders) {
+  std::atomic<long> minutes{0};
+  web::ServerOptions options;
+  options.limits.maxSessions = 3;
+  options.limits.idleTimeout = std::chrono::minutes(10);
+  options.clock = [&] { return web::Clock::time_point(std::chrono::minutes(minutes.load())); };
+  TestServer server(options);
+
+  std::vector<std::unique_ptr<Client>> clients;
+  for (int i = 0; i < 3; ++i) {
+    clients.push_back(std::make_unique<Client>(server.port));
+    clients.back()->startSession();
+  }
+  EXPECT_EQ(server.sessionFolders().size(), 3u);
+  Client late(server.port);
+  const httplib::Result full = late.post("/api/session", "");
+  EXPECT_EQ(full->status, 503);
+  EXPECT_EQ(json::parse(full->body)["reason"], "too-many-sessions");
+
+  // Eight minutes on, the first is used; eight more, the other two have been idle too long.
+  minutes = 8;
+  EXPECT_EQ(clients[0]->command("SHOW")["status"], 200);
+  minutes = 16;
+  EXPECT_EQ(clients[0]->command("SHOW")["status"], 200);
+  EXPECT_EQ(clients[1]->command("SHOW")["reason"], "no-session");
+  EXPECT_EQ(clients[2]->getJson("/api/state")["status"], 401);
+  EXPECT_EQ(server.sessionFolders().size(), 1u);
+  EXPECT_EQ(server.server().sessions().count(), 1);
+  EXPECT_FALSE(late.startSession().empty());
+}
+
+}  // namespace
+}  // namespace zenfit::test
