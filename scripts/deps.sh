@@ -6,6 +6,9 @@ need() { dpkg -s "$1" >/dev/null 2>&1 || missing="$missing $1"; }
 if command -v dpkg >/dev/null 2>&1; then
   need cmake; need g++; need make; need pkg-config
   need liberfa-dev; need libgtest-dev; need libbenchmark-dev
+  # Benchmarks only: LAPACK's dgelsd is the yardstick of FIT's benchmarks
+  # (reference LAPACK over the reference BLAS); the engine links no LAPACK.
+  need liblapack-dev
   # libedit: line editing, history and Tab completion at the batch program's prompt.
   need libedit-dev
   # The Python module (pybind11, the headers, numpy), its tests (pytest)

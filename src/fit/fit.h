@@ -8,6 +8,13 @@
 // (Golub & Reinsch 1970; see svd.h) after the singular values below the
 // tolerance times the largest have been zeroed. One fit is one linearised
 // step from the current coefficients.
+//
+// The model is evaluated term by term over blocks of observations
+// (model/evaluator.h), and the decomposition is reached by the streaming
+// route of least_squares.h, which gives svdDecompose's singular values,
+// editing and covariance to the last bit. The straightforward path
+// (evaluateTerm, svdDecompose, svdSolve, svdCovariance) is kept in the
+// tests, which hold FIT to it.
 #pragma once
 
 #include <functional>

@@ -28,6 +28,7 @@ HorizonPlace horizonPlace(const RunState& run, double ha, double dec) {
 ResidualTable residualTable(const ObservationList& list, const RunState& run,
                             const std::function<bool()>& cancelled) {
   ResidualTable table;
+  table.rows.reserve(static_cast<std::size_t>(list.count()));
   std::array<double, kResidualComponents> sums = {};
   for (int i = 0; i < kObservationSlots && !list[i].isEnd(); ++i) {
     const Observation& o = list[i];

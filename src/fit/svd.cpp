@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "fit/svd_steps.h"
+
 namespace zenfit {
 namespace {
 
@@ -334,4 +336,17 @@ void svdCovariance(int n, int np, int nc, const double* w, const double* v, doub
   }
 }
 
+namespace svd_steps {
+
+void accumulateRight(int n, const double* a, int na, double* v, int nv, const double* work,
+                     double g) {
+  zenfit::accumulateRight(n, Matrix(const_cast<double*>(a), na), Matrix(v, nv), work, g);
+}
+
+void diagonalise(int m, int n, double anorm, double* u, int nu, double* w, double* v, int nv,
+                 double* work, int& status) {
+  zenfit::diagonalise(m, n, anorm, Matrix(u, nu), w, Matrix(v, nv), work, status);
+}
+
+}  // namespace svd_steps
 }  // namespace zenfit

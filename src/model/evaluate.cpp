@@ -12,27 +12,27 @@ namespace {
 
 using K = CorrectionKind;
 
-Place placeAt(const EvaluationContext& context, const double base[3], const double aux[3],
-              int pierFlag) {
-  Place p;
-  std::memcpy(p.horizon, base, sizeof p.horizon);
-  p.sinLat = context.sinLat;
-  p.cosLat = context.cosLat;
-  vectorToSpherical(base, p.azimuth, p.elevation);
-  p.zenithDistance = kHalfPi - p.elevation;
-  horizonToEquatorial(base, p.sinLat, p.cosLat, p.equatorial);
+ExactPlace placeAt(const EvaluationContext& context, const double base[3], const double aux[3],
+                   int pierFlag) {
+  ExactPlace p;
+  std::memcpy(p.horizonVector, base, sizeof p.horizonVector);
+  p.latSin = context.sinLat;
+  p.latCos = context.cosLat;
+  vectorToSpherical(base, p.azimuthAngle, p.elevation);
+  p.zenith = kHalfPi - p.elevation;
+  horizonToEquatorial(base, p.latSin, p.latCos, p.equatorialVector);
   double longitude = 0.0;
-  vectorToSpherical(p.equatorial, longitude, p.d);
+  vectorToSpherical(p.equatorialVector, longitude, p.d);
   p.h = -longitude;
   if (pierFlag != 0) {
     // Over the pole the mount reads the same sky with h + 12h and the
     // declination mirrored about the pole.
-    const double side = p.sinLat < 0.0 ? -1.0 : 1.0;
+    const double side = p.latSin < 0.0 ? -1.0 : 1.0;
     p.h += kPi;
     p.d = side * kPi - p.d;
   }
-  p.aux1 = aux[0];
-  p.aux2 = aux[1];
+  p.auxiliary1 = aux[0];
+  p.auxiliary2 = aux[1];
   return p;
 }
 
@@ -126,7 +126,7 @@ int evaluateTerm(const EvaluationContext& context, int termNumber, double coeffi
                  const double aux[3], int pierFlag, const double base[3], double current[3]) {
   const TermTable& table = *context.terms;
   if (termNumber < 1 || termNumber > table.termNameCount || termNumber > kMaxTermNames) return 0;
-  const Place place = placeAt(context, base, aux, pierFlag);
+  const ExactPlace place = placeAt(context, base, aux, pierFlag);
 
   K kind = K::HourDec;
   Multipliers multipliers;
@@ -135,7 +135,7 @@ int evaluateTerm(const EvaluationContext& context, int termNumber, double coeffi
   } else if (termNumber <= table.fixedTermCount) {
     const TermDefinition& term = kStandardTerms[termNumber - table.localTermCount - 1];
     kind = term.kind;
-    multipliers = term.multipliers(place);
+    multipliers = term.exact(place);
   } else if (!genericCorrection(table.names[termNumber - 1], table.templates[termNumber - 1],
                                 place, kind, multipliers)) {
     return -2;
@@ -144,7 +144,7 @@ int evaluateTerm(const EvaluationContext& context, int termNumber, double coeffi
   if (!finite3(multipliers.m) || !std::isfinite(coefficient)) return -1;
 
   double moved[3] = {current[0], current[1], current[2]};
-  applyCorrection(kind, multipliers, coefficient, place.sinLat, place.cosLat, moved);
+  applyCorrection(kind, multipliers, coefficient, place.latSin, place.latCos, moved);
   if (!finite3(moved)) return -1;
   std::memcpy(current, moved, sizeof moved);
   return 0;

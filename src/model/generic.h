@@ -41,11 +41,36 @@ const char* matchGenericTemplate(const char* name);
 // The name is expected upper case.
 int resolveTermName(TermTable& table, const char* name, int addMode, char* templateOut);
 
+// A generic name read through its template: the function f is the product
+// of its factors, sin/cos(n x) (harmonic) or x^n (polynomial, x in
+// radians), a factor without digits having n = 1; the quantity letter says
+// how f is applied.
+struct GenericForm {
+  static constexpr int kMaxFactors = 4;
+  struct Factor {
+    char function = 0;  // 'S' or 'C' (harmonic)
+    char argument = 0;  // H, D, A, Z or Q
+    double n = 1.0;
+  };
+  bool harmonic = false;
+  char quantity = 0;
+  CorrectionKind kind = CorrectionKind::HourDec;
+  int factors = 0;
+  Factor factor[kMaxFactors];
+};
+
+// Reads name (upper case) through its template slots; false when it does
+// not read as the template.
+bool parseGeneric(const char* name, const char* slots, GenericForm& form);
+
 // The correction of a generic term at a place: a product of sin/cos(n x)
 // factors (harmonic) or of x^n factors (polynomial, x in radians) for the
 // function f, applied as its quantity letter says. False when the name
 // does not read as its template.
-bool genericCorrection(const char* name, const char* slots, const Place& place,
+bool genericCorrection(const char* name, const char* slots, const ExactPlace& place,
                        CorrectionKind& kind, Multipliers& multipliers);
+
+// The multipliers of a parsed generic term over a block of places.
+void genericBlock(const GenericForm& form, const PlaceBlock& places, MultiplierBlock& out);
 
 }  // namespace zenfit

@@ -12,11 +12,35 @@ using K = CorrectionKind;
 
 Multipliers m(double m0, double m1, double m2 = 0.0) { return Multipliers{{m0, m1, m2}}; }
 
+// A term's multipliers at one exact place, and over a block of places.
+template <class F>
+Multipliers exactMultipliers(const ExactPlace& place) {
+  return F{}(place);
+}
+
+template <class F>
+void blockMultipliers(const PlaceBlock& places, MultiplierBlock& out) {
+  const F f{};
+  for (int i = 0; i < kPlaceBlock; ++i) {
+    const Multipliers c = f(LanePlace(places, i));
+    out.m[0][i] = c.m[0];
+    out.m[1][i] = c.m[1];
+    out.m[2][i] = c.m[2];
+  }
+}
+
+// A table entry from a lambda over either kind of place.
+template <class F>
+constexpr TermDefinition term(const char* name, K kind, F) {
+  return TermDefinition{name, kind, &exactMultipliers<F>, &blockMultipliers<F>};
+}
+
 // Unit vector across the vertical circle towards increasing A, (-y, x, 0)/r;
 // zero at the zenith and nadir.
-Multipliers sideways(const Place& p, double scale) {
-  const double x = p.horizon[0];
-  const double y = p.horizon[1];
+template <class P>
+Multipliers sideways(const P& p, double scale) {
+  const double x = p.horizon(0);
+  const double y = p.horizon(1);
   const double r = std::sqrt(x * x + y * y);
   double s[2] = {0.0, 0.0};
   if (r > 1e-20) {
@@ -35,30 +59,30 @@ inline constexpr double kHfxWeights[12] = {0.723, 0.633, 1.279, 1.718, 1.202, 0.
 inline constexpr double kHfdWeights[12] = {1.000, 0.500, 0.800, 0.600, 0.300, 0.250,
                                            0.150, 0.700, 0.400, 0.200, 0.350, 0.100};
 
-double hfxShape(const Place& p) {
-  const double h = p.h, d = p.d, z = p.zenithDistance;
+template <class P>
+double hfxShape(const P& p) {
   const double g[12] = {
-      std::sin(h),                     std::sin(2.0 * h),
-      std::sin(3.0 * h),               std::sin(h) * std::cos(d),
-      std::sin(h) * std::sin(d),       std::sin(2.0 * h) * std::cos(d),
-      std::sin(2.0 * h) * std::sin(d), std::sin(h) * std::cos(2.0 * d),
-      std::sin(h) * std::sin(z),       std::sin(h) * std::cos(z),
-      std::sin(3.0 * h) * std::cos(d), std::sin(h) * std::sin(2.0 * d),
+      p.sinH(),                   p.sinH(2.0),
+      p.sinH(3.0),                p.sinH() * p.cosD(),
+      p.sinH() * p.sinD(),        p.sinH(2.0) * p.cosD(),
+      p.sinH(2.0) * p.sinD(),     p.sinH() * p.cosD(2.0),
+      p.sinH() * p.sinZ(),        p.sinH() * p.cosZ(),
+      p.sinH(3.0) * p.cosD(),     p.sinH() * p.sinD(2.0),
   };
   double sum = 0.0;
   for (int i = 0; i < 12; ++i) sum += kHfxWeights[i] * g[i];
   return sum;
 }
 
-double hfdShape(const Place& p) {
-  const double h = p.h, d = p.d, z = p.zenithDistance;
+template <class P>
+double hfdShape(const P& p) {
   const double g[12] = {
-      std::cos(h),                     std::cos(2.0 * h),
-      std::cos(h) * std::sin(d),       std::cos(h) * std::cos(d),
-      std::cos(2.0 * h) * std::sin(d), std::cos(2.0 * h) * std::cos(d),
-      std::cos(3.0 * h),               std::sin(z),
-      std::cos(h) * std::sin(z),       std::cos(2.0 * d),
-      std::sin(2.0 * d),               std::cos(h) * std::cos(2.0 * d),
+      p.cosH(),                   p.cosH(2.0),
+      p.cosH() * p.sinD(),        p.cosH() * p.cosD(),
+      p.cosH(2.0) * p.sinD(),     p.cosH(2.0) * p.cosD(),
+      p.cosH(3.0),                p.sinZ(),
+      p.cosH() * p.sinZ(),        p.cosD(2.0),
+      p.sinD(2.0),                p.cosH() * p.cosD(2.0),
   };
   double sum = 0.0;
   for (int i = 0; i < 12; ++i) sum += kHfdWeights[i] * g[i];
@@ -79,105 +103,101 @@ double hfdShape(const Place& p) {
 // sky turned through the elevation.
 const std::array<TermDefinition, kStandardTermCount> kStandardTerms = {{
     // IH: index error in hour angle.
-    {"IH", K::HourDec, [](const Place&) { return m(1.0, 0.0); }},
+    term("IH", K::HourDec, [](const auto&) { return m(1.0, 0.0); }),
     // ID: index error in declination.
-    {"ID", K::HourDec, [](const Place&) { return m(0.0, 1.0); }},
+    term("ID", K::HourDec, [](const auto&) { return m(0.0, 1.0); }),
     // ZH: an hour-angle error proportional to the first aux reading, as AUX1H.
-    {"ZH", K::HourDec, [](const Place& p) { return m(p.aux1, 0.0); }},
+    term("ZH", K::HourDec, [](const auto& p) { return m(p.aux1(), 0.0); }),
     // NP: polar and declination axes not perpendicular: dh = NP tan d.
-    {"NP", K::AlongDec, [](const Place& p) { return m(std::sin(p.d), 0.0); }},
+    term("NP", K::AlongDec, [](const auto& p) { return m(p.sinD(), 0.0); }),
     // CH: collimation: dh = CH sec d.
-    {"CH", K::AlongDec, [](const Place&) { return m(1.0, 0.0); }},
+    term("CH", K::AlongDec, [](const auto&) { return m(1.0, 0.0); }),
     // HF: horseshoe flexure.
-    {"HF", K::AlongDec, [](const Place& p) { return m(std::sin(p.h), 0.0); }},
+    term("HF", K::AlongDec, [](const auto& p) { return m(p.sinH(), 0.0); }),
     // ZE: the part of the tube's sag that lies along the declination
     // circle, -sin z cos q (q the parallactic angle), for mounts whose tube
     // bends differently along and across that circle. With HF it spans TF:
     // TF = cos(phi) HF + ZE to first order.
-    {"ZE", K::AlongDec,
-     [](const Place& p) {
-       return m(0.0, -(p.sinLat * std::cos(p.d) - p.cosLat * std::sin(p.d) * std::cos(p.h)));
-     }},
+    term("ZE", K::AlongDec,
+         [](const auto& p) {
+           return m(0.0, -(p.sinLat() * p.cosD() - p.cosLat() * p.sinD() * p.cosH()));
+         }),
     // ME: polar axis elevated.
-    {"ME", K::Vector, [](const Place& p) { return m(-p.equatorial[2], 0.0, p.equatorial[0]); }},
+    term("ME", K::Vector,
+         [](const auto& p) { return m(-p.equatorial(2), 0.0, p.equatorial(0)); }),
     // MA: polar axis misaligned east-west.
-    {"MA", K::Vector, [](const Place& p) { return m(0.0, p.equatorial[2], -p.equatorial[1]); }},
+    term("MA", K::Vector,
+         [](const auto& p) { return m(0.0, p.equatorial(2), -p.equatorial(1)); }),
     // TF: tube flexure, proportional to sin z.
-    {"TF", K::AzEl, [](const Place& p) { return m(0.0, -std::cos(p.elevation)); }},
+    term("TF", K::AzEl, [](const auto& p) { return m(0.0, -p.cosE()); }),
     // TX: tube flexure, proportional to tan z.
-    {"TX", K::AzEl,
-     [](const Place& p) { return m(0.0, -std::cos(p.elevation) / std::sin(p.elevation)); }},
+    term("TX", K::AzEl, [](const auto& p) { return m(0.0, -p.cosE() / p.sinE()); }),
     // FO: fork flexure.
-    {"FO", K::HourDec, [](const Place& p) { return m(0.0, std::cos(p.h)); }},
+    term("FO", K::HourDec, [](const auto& p) { return m(0.0, p.cosH()); }),
     // IE: index error in elevation.
-    {"IE", K::AzEl, [](const Place&) { return m(0.0, 1.0); }},
+    term("IE", K::AzEl, [](const auto&) { return m(0.0, 1.0); }),
     // IA: index error in azimuth.
-    {"IA", K::AzEl, [](const Place&) { return m(1.0, 0.0); }},
+    term("IA", K::AzEl, [](const auto&) { return m(1.0, 0.0); }),
     // HCES, HCEC, DCES, DCEC: centring errors of the hour-angle and
     // declination circles.
-    {"HCES", K::HourDec, [](const Place& p) { return m(std::sin(p.h), 0.0); }},
-    {"HCEC", K::HourDec, [](const Place& p) { return m(std::cos(p.h), 0.0); }},
-    {"DCES", K::HourDec, [](const Place& p) { return m(0.0, std::sin(p.d)); }},
-    {"DCEC", K::HourDec, [](const Place& p) { return m(0.0, std::cos(p.d)); }},
+    term("HCES", K::HourDec, [](const auto& p) { return m(p.sinH(), 0.0); }),
+    term("HCEC", K::HourDec, [](const auto& p) { return m(p.cosH(), 0.0); }),
+    term("DCES", K::HourDec, [](const auto& p) { return m(0.0, p.sinD()); }),
+    term("DCEC", K::HourDec, [](const auto& p) { return m(0.0, p.cosD()); }),
     // DNP: dynamic non-perpendicularity.
-    {"DNP", K::AlongDec, [](const Place& p) { return m(std::sin(p.h) * std::sin(p.d), 0.0); }},
-    {"X2HC", K::AlongDec, [](const Place& p) { return m(std::cos(2.0 * p.h), 0.0); }},
+    term("DNP", K::AlongDec, [](const auto& p) { return m(p.sinH() * p.sinD(), 0.0); }),
+    term("X2HC", K::AlongDec, [](const auto& p) { return m(p.cosH(2.0), 0.0); }),
     // HGES, HGEC, DGES, DGEC: gear errors, 40 cycles a turn.
-    {"HGES", K::HourDec, [](const Place& p) { return m(std::sin(40.0 * p.h), 0.0); }},
-    {"HGEC", K::HourDec, [](const Place& p) { return m(std::cos(40.0 * p.h), 0.0); }},
-    {"DGES", K::HourDec, [](const Place& p) { return m(0.0, std::sin(40.0 * p.d)); }},
-    {"DGEC", K::HourDec, [](const Place& p) { return m(0.0, std::cos(40.0 * p.d)); }},
+    term("HGES", K::HourDec, [](const auto& p) { return m(p.sinH(40.0), 0.0); }),
+    term("HGEC", K::HourDec, [](const auto& p) { return m(p.cosH(40.0), 0.0); }),
+    term("DGES", K::HourDec, [](const auto& p) { return m(0.0, p.sinD(40.0)); }),
+    term("DGEC", K::HourDec, [](const auto& p) { return m(0.0, p.cosD(40.0)); }),
     // TFP: the tube's sag amplified by the axial load it carries (the
     // beam-column, or "P-delta", effect): lateral load sin z times axial
     // load cos z.
-    {"TFP", K::AzEl,
-     [](const Place& p) { return m(0.0, -std::sin(p.elevation) * std::cos(p.elevation)); }},
+    term("TFP", K::AzEl, [](const auto& p) { return m(0.0, -p.sinE() * p.cosE()); }),
     // CA: left-right collimation of an altazimuth mount: a constant
     // sideways shift, dA = CA sec E.
-    {"CA", K::VectorHorizon, [](const Place& p) { return sideways(p, 1.0); }},
-    {"CD4A", K::AlongDec, [](const Place& p) { return m(-std::sin(p.d), std::cos(p.d)); }},
-    {"CD4B", K::AlongDec, [](const Place& p) { return m(std::cos(p.d), std::sin(p.d)); }},
-    {"CD5A", K::AlongDec,
-     [](const Place& p) { return m(std::cos(p.h - p.d), -std::sin(p.h - p.d)); }},
-    {"CD5B", K::AlongDec,
-     [](const Place& p) { return m(std::sin(p.h - p.d), std::cos(p.h - p.d)); }},
+    term("CA", K::VectorHorizon, [](const auto& p) { return sideways(p, 1.0); }),
+    term("CD4A", K::AlongDec, [](const auto& p) { return m(-p.sinD(), p.cosD()); }),
+    term("CD4B", K::AlongDec, [](const auto& p) { return m(p.cosD(), p.sinD()); }),
+    term("CD5A", K::AlongDec, [](const auto& p) { return m(p.cosHMinusD(), -p.sinHMinusD()); }),
+    term("CD5B", K::AlongDec, [](const auto& p) { return m(p.sinHMinusD(), p.cosHMinusD()); }),
     // AN, AW: azimuth axis tilted towards the north, the west.
-    {"AN", K::VectorHorizon, [](const Place& p) { return m(-p.horizon[2], 0.0, p.horizon[0]); }},
-    {"AW", K::VectorHorizon, [](const Place& p) { return m(0.0, -p.horizon[2], p.horizon[1]); }},
+    term("AN", K::VectorHorizon, [](const auto& p) { return m(-p.horizon(2), 0.0, p.horizon(0)); }),
+    term("AW", K::VectorHorizon, [](const auto& p) { return m(0.0, -p.horizon(2), p.horizon(1)); }),
     // NPAE: azimuth and elevation axes not perpendicular: a sideways shift
     // of sin E, dA = NPAE tan E.
-    {"NPAE", K::VectorHorizon, [](const Place& p) { return sideways(p, p.horizon[2]); }},
+    term("NPAE", K::VectorHorizon, [](const auto& p) { return sideways(p, p.horizon(2)); }),
     // ACES, ACEC: azimuth centring; ECES, ECEC: elevation centring.
-    {"ACES", K::AzEl, [](const Place& p) { return m(std::sin(p.azimuth), 0.0); }},
-    {"ACEC", K::AzEl, [](const Place& p) { return m(std::cos(p.azimuth), 0.0); }},
-    {"ECES", K::AzEl, [](const Place& p) { return m(0.0, std::sin(p.azimuth)); }},
-    {"ECEC", K::AzEl, [](const Place& p) { return m(0.0, std::cos(p.azimuth)); }},
+    term("ACES", K::AzEl, [](const auto& p) { return m(p.sinA(), 0.0); }),
+    term("ACEC", K::AzEl, [](const auto& p) { return m(p.cosA(), 0.0); }),
+    term("ECES", K::AzEl, [](const auto& p) { return m(0.0, p.sinA()); }),
+    term("ECEC", K::AzEl, [](const auto& p) { return m(0.0, p.cosA()); }),
     // NRX: Nasmyth rotator displacement, horizontal; NRY: vertical.
-    {"NRX", K::SideEl,
-     [](const Place& p) { return m(std::cos(p.elevation), -std::sin(p.elevation)); }},
-    {"NRY", K::SideEl,
-     [](const Place& p) { return m(std::sin(p.elevation), std::cos(p.elevation)); }},
+    term("NRX", K::SideEl, [](const auto& p) { return m(p.cosE(), -p.sinE()); }),
+    term("NRY", K::SideEl, [](const auto& p) { return m(p.sinE(), p.cosE()); }),
     // The auxiliary-reading terms: a correction proportional to aux1 or aux2.
-    {"AUX1H", K::HourDec, [](const Place& p) { return m(p.aux1, 0.0); }},
-    {"AUX1X", K::AlongDec, [](const Place& p) { return m(p.aux1, 0.0); }},
-    {"AUX1D", K::HourDec, [](const Place& p) { return m(0.0, p.aux1); }},
-    {"AUX1A", K::AzEl, [](const Place& p) { return m(p.aux1, 0.0); }},
-    {"AUX1S", K::SideEl, [](const Place& p) { return m(p.aux1, 0.0); }},
-    {"AUX1E", K::AzEl, [](const Place& p) { return m(0.0, p.aux1); }},
-    {"AUX2H", K::HourDec, [](const Place& p) { return m(p.aux2, 0.0); }},
-    {"AUX2X", K::AlongDec, [](const Place& p) { return m(p.aux2, 0.0); }},
-    {"AUX2D", K::HourDec, [](const Place& p) { return m(0.0, p.aux2); }},
-    {"AUX2A", K::AzEl, [](const Place& p) { return m(p.aux2, 0.0); }},
-    {"AUX2S", K::SideEl, [](const Place& p) { return m(p.aux2, 0.0); }},
-    {"AUX2E", K::AzEl, [](const Place& p) { return m(0.0, p.aux2); }},
+    term("AUX1H", K::HourDec, [](const auto& p) { return m(p.aux1(), 0.0); }),
+    term("AUX1X", K::AlongDec, [](const auto& p) { return m(p.aux1(), 0.0); }),
+    term("AUX1D", K::HourDec, [](const auto& p) { return m(0.0, p.aux1()); }),
+    term("AUX1A", K::AzEl, [](const auto& p) { return m(p.aux1(), 0.0); }),
+    term("AUX1S", K::SideEl, [](const auto& p) { return m(p.aux1(), 0.0); }),
+    term("AUX1E", K::AzEl, [](const auto& p) { return m(0.0, p.aux1()); }),
+    term("AUX2H", K::HourDec, [](const auto& p) { return m(p.aux2(), 0.0); }),
+    term("AUX2X", K::AlongDec, [](const auto& p) { return m(p.aux2(), 0.0); }),
+    term("AUX2D", K::HourDec, [](const auto& p) { return m(0.0, p.aux2()); }),
+    term("AUX2A", K::AzEl, [](const auto& p) { return m(p.aux2(), 0.0); }),
+    term("AUX2S", K::SideEl, [](const auto& p) { return m(p.aux2(), 0.0); }),
+    term("AUX2E", K::AzEl, [](const auto& p) { return m(0.0, p.aux2()); }),
     // DAF: declination-axis flexure, -sin E along the parallel.
-    {"DAF", K::AlongDec,
-     [](const Place& p) {
-       return m(-(p.cosLat * std::cos(p.h) * std::cos(p.d) + p.sinLat * std::sin(p.d)), 0.0);
-     }},
+    term("DAF", K::AlongDec,
+         [](const auto& p) {
+           return m(-(p.cosLat() * p.cosH() * p.cosD() + p.sinLat() * p.sinD()), 0.0);
+         }),
     // HFX, HFD: empirical flexure shapes along the parallel and in declination.
-    {"HFX", K::AlongDec, [](const Place& p) { return m(hfxShape(p), 0.0); }},
-    {"HFD", K::AlongDec, [](const Place& p) { return m(0.0, hfdShape(p)); }},
+    term("HFX", K::AlongDec, [](const auto& p) { return m(hfxShape(p), 0.0); }),
+    term("HFD", K::AlongDec, [](const auto& p) { return m(0.0, hfdShape(p)); }),
 }};
 
 const char* TermTable::name(int termNumber) const {

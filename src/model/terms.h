@@ -10,6 +10,7 @@
 #include <array>
 
 #include "base/constants.h"
+#include "model/place.h"
 
 namespace zenfit {
 
@@ -25,29 +26,24 @@ namespace zenfit {
 //   VectorHorizon  c m added to the horizon form of the direction.
 enum class CorrectionKind { HourDec, AlongDec, AzEl, SideEl, Vector, VectorHorizon };
 
-// Everything a multiplier may depend on, taken at the base point.
-struct Place {
-  double horizon[3];      // the base point, horizon frame
-  double equatorial[3];   // the base point, equatorial frame
-  double h;               // hour angle (after the pier-side change)
-  double d;               // declination (after the pier-side change)
-  double elevation;       // E
-  double zenithDistance;  // pi/2 - E
-  double azimuth;         // A = atan2(y, x), from the south through the east
-  double sinLat;
-  double cosLat;
-  double aux1;
-  double aux2;
-};
-
 struct Multipliers {
   double m[3] = {0.0, 0.0, 0.0};
 };
 
+// The multipliers of a block of places, one array per multiplier.
+struct MultiplierBlock {
+  double m[3][kPlaceBlock];
+};
+
+// A standard term: its name, its kind of correction and its multipliers,
+// defined once (terms.cpp) and compiled for one exact place (the
+// definition, used by evaluateTerm) and for a block of places (the fast
+// evaluation, model/evaluator.h).
 struct TermDefinition {
   const char* name;
   CorrectionKind kind;
-  Multipliers (*multipliers)(const Place& place);
+  Multipliers (*exact)(const ExactPlace& place);
+  void (*block)(const PlaceBlock& places, MultiplierBlock& out);
 };
 
 inline constexpr int kStandardTermCount = 54;
