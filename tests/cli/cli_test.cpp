@@ -84,6 +84,18 @@ TEST(BatchProgram, StartsAndEndsAsItsUsersExpect) {
   EXPECT_EQ(help.status, 0);
 }
 
+// Odd, but kept: scripts that drive the batch program look for this line
+// and this status at the end of every session, however well it went.
+TEST(BatchProgram, EndsEvenAFlawlessSessionWithErrorRunningZenfitBecauseHostScriptsWaitForIt) {
+  ScratchDir dir;
+  dir.write("s.cmd", "show\nuse ih\nend\n");
+  const Outcome run = runProgram(dir, "s.cmd out.txt / /");
+  EXPECT_EQ(run.out, "Error running ZENFIT!\n");
+  EXPECT_EQ(run.err, "");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(dir.read("out.txt").find("\n?\n"), std::string::npos);  // no command failed
+}
+
 TEST(BatchProgram, WritesTheWholeSessionWithoutPromptsAndWithPlainLineEnds) {
   ScratchDir dir;
   std::string script;
