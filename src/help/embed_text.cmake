@@ -2,13 +2,8 @@
 # returns it byte for byte, so that the program carries its own copy of the
 # help library. Run as
 #   cmake -DINPUT=share/zenfit.shl -DOUTPUT=help_builtin.cpp -P embed_text.cmake
-file(READ "${INPUT}" hex HEX)
-string(REGEX REPLACE "([0-9a-f][0-9a-f])" "0x\\1," bytes "${hex}")
-# Sixteen bytes a line.
-string(REPEAT "0x..," 16 line)
-string(REGEX REPLACE "(${line})" "\\1\n    " bytes "${bytes}")
-string(LENGTH "${hex}" digits)
-math(EXPR size "${digits} / 2")
+include("${CMAKE_CURRENT_LIST_DIR}/../embed_bytes.cmake")
+zenfit_file_bytes("${INPUT}" bytes size)
 get_filename_component(source "${INPUT}" NAME)
 file(WRITE "${OUTPUT}.tmp"
 "// Generated at build time from ${source}: edit that file, not this one.

@@ -3,16 +3,12 @@
 # and content type, so that the browser host serves its page without
 # reading any file at run time. Run as
 #   cmake -DINPUTS="a.html;b.js" -DOUTPUT=web_assets.cpp -P embed_assets.cmake
+include("${CMAKE_CURRENT_LIST_DIR}/../embed_bytes.cmake")
 set(arrays "")
 set(table "")
 set(index 0)
 foreach(input IN LISTS INPUTS)
-  file(READ "${input}" hex HEX)
-  string(REGEX REPLACE "([0-9a-f][0-9a-f])" "0x\\1," bytes "${hex}")
-  string(REPEAT "0x..," 16 line)
-  string(REGEX REPLACE "(${line})" "\\1\n    " bytes "${bytes}")
-  string(LENGTH "${hex}" digits)
-  math(EXPR size "${digits} / 2")
+  zenfit_file_bytes("${input}" bytes size)
   get_filename_component(name "${input}" NAME)
   get_filename_component(extension "${input}" LAST_EXT)
   if(extension STREQUAL ".html")
