@@ -488,24 +488,24 @@ void cmdGdist(Engine& engine, Arguments& arguments) {
   });
 }
 
-void cmdGmap(Engine& engine, Arguments& arguments) {
+namespace {
+
+// GMAP draws the residuals, GSMAP the model's own corrections, the same way.
+void drawMap(Engine& engine, Arguments& arguments, bool corrections) {
   const std::optional<MapArguments> map = mapArguments(engine, arguments);
   if (!map || !requireObservations(engine)) return;
   const plot::MapOptions options{map->equatorial ? plot::SkyPlot::Equatorial : plot::SkyPlot::Horizon,
-                                 map->scale, false};
-  drawPlot(engine, residualPoints(engine), {{true}}, [&](auto& device, auto points, const auto& style) {
-    return plot::drawVectorMap(device, points, style, options);
-  });
+                                 map->scale, corrections};
+  drawPlot(engine, corrections ? correctionPoints(engine) : residualPoints(engine), {{true}},
+           [&](auto& device, auto points, const auto& style) {
+             return plot::drawVectorMap(device, points, style, options);
+           });
 }
 
-void cmdGsmap(Engine& engine, Arguments& arguments) {
-  const std::optional<MapArguments> map = mapArguments(engine, arguments);
-  if (!map || !requireObservations(engine)) return;
-  const plot::MapOptions options{map->equatorial ? plot::SkyPlot::Equatorial : plot::SkyPlot::Horizon,
-                                 map->scale, true};
-  drawPlot(engine, correctionPoints(engine), {{true}}, [&](auto& device, auto points, const auto& style) {
-    return plot::drawVectorMap(device, points, style, options);
-  });
-}
+}  // namespace
+
+void cmdGmap(Engine& engine, Arguments& arguments) { drawMap(engine, arguments, false); }
+
+void cmdGsmap(Engine& engine, Arguments& arguments) { drawMap(engine, arguments, true); }
 
 }  // namespace zenfit
