@@ -18,16 +18,20 @@ bool fileAccessAllowed(Engine& engine, const std::string& name,
   return false;
 }
 
-bool writeNamedFile(Engine& engine, const std::string& name, const std::string& content) {
+bool writeNamedFile(Engine& engine, const std::string& name, const std::string& content,
+                    WrittenFile kind) {
   const std::filesystem::path path = resolveFileName(engine.workdir, name.c_str(), kFileNameSize);
   if (!fileAccessAllowed(engine, name, path, true)) return false;
   const FileResult result = writeFileAtomically(path.string(), content);
   if (result.ok()) return true;
-  if (result.failure == FileFailure::Open) {
+  // The reason without the folder the engine works in: the name as the user knows it.
+  const char* reason = std::strerror(result.errorNumber);
+  if (kind == WrittenFile::Plot) {
+    sayf(engine, Severity::Error, "Plot file cannot be written!  File = %s: %s\n", name.c_str(), reason);
+  } else if (result.failure == FileFailure::Open) {
     sayf(engine, Severity::Error, texts::kOutputCannotBeOpened, name.c_str(), kOpenFailed);
   } else {
-    sayf(engine, Severity::Error, "Output file cannot be written!  File = %s: %s\n", name.c_str(),
-         std::strerror(result.errorNumber));
+    sayf(engine, Severity::Error, "Output file cannot be written!  File = %s: %s\n", name.c_str(), reason);
   }
   return false;
 }

@@ -25,7 +25,10 @@ bool fileAccessAllowed(Engine& engine, const std::string& name,
 // folder, no permission, a folder of that name) gives the open-failure
 // text; a failed write, flush, sync or rename gives "Output file cannot be
 // written!" with the file's name and the reason. Either is severity E and
-// gives false.
-bool writeNamedFile(Engine& engine, const std::string& name, const std::string& content);
+// gives false. A plot file says "Plot file cannot be written!" with the
+// reason for every failure.
+enum class WrittenFile { Output, Plot };
+bool writeNamedFile(Engine& engine, const std::string& name, const std::string& content,
+                    WrittenFile kind = WrittenFile::Output);
 
 }  // namespace zenfit

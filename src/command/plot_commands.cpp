@@ -18,7 +18,6 @@
 #include <vector>
 
 #include "astro/vectors.h"
-#include "base/atomic_file.h"
 #include "base/files.h"
 #include "command/arguments.h"
 #include "command/command_table.h"
@@ -47,20 +46,7 @@ bool requireDevice(Engine& engine) {
 bool writePlotFiles(Engine& engine, const std::vector<plot::PlotFile>& files) {
   bool ok = true;
   for (const plot::PlotFile& file : files) {
-    const std::string path = resolveFileName(engine.workdir, file.name.c_str(), kFileNameSize).string();
-    if (!fileAccessAllowed(engine, file.name, path, true)) {
-      ok = false;
-      continue;
-    }
-    const FileResult result = writeFileAtomically(path, file.bytes);
-    if (result.ok()) continue;
-    // The reason without the folder the engine works in: the name as the user knows it.
-    const std::string prefix = "Cannot write " + path + ": ";
-    const std::string reason =
-        result.error.rfind(prefix, 0) == 0 ? result.error.substr(prefix.size()) : result.error;
-    sayf(engine, Severity::Error, "Plot file cannot be written!  File = %s: %s\n", file.name.c_str(),
-         reason.c_str());
-    ok = false;
+    ok = writeNamedFile(engine, file.name, file.bytes, WrittenFile::Plot) && ok;
   }
   return ok;
 }
