@@ -2,9 +2,10 @@
 // definition: every standard term and generic names of every kind, alone
 // and in chains with parallel runs, both ADJUST senses, over the pole and
 // not, north and south, with small coefficients and with large ones (whose
-// shifts leave the Taylor series); its derivatives against the one-sided
-// differences of evaluateTerm; the same failures; and lanes that do not
-// see each other.
+// shifts leave the Taylor series); the same failures; lanes that do not
+// see each other; and the wide loops' results, derivatives too, those of
+// the baseline ones. (The derivatives against the one-sided differences of
+// evaluateTerm are FIT's design matrix, held to them in fit_route_test.cpp.)
 #include "model/evaluator.h"
 
 #include <gtest/gtest.h>
@@ -176,58 +177,6 @@ TEST_F(BlockEvaluation, ChainsWithParallelRunsAreTheModelAppliedTermByTerm) {
       EXPECT_LT(distance(got[i].v, want), 1e-14) << "lane " << i;
     }
   }
-}
-
-TEST_F(BlockEvaluation, DerivativesAreTheOneSidedDifferencesOfTheDefinition) {
-  const char* list = "IH ID NP CH ME MA TF FO HF DAF IA IE CA AN NRY HHSH2 HXCH HDSD";
-  Model model;
-  useTerms(model, terms, readTermList(terms, list));
-  parallelTerms(model, readTermList(terms, "MA HF AN"));
-  const int count = model.inUse();
-  int column[kMaxModelTerms];
-  for (int i = 0; i < count; ++i) {
-    model[i].value = (i % 5 - 2.0) * 1e-4;
-    column[i] = i % 4 == 3 ? -1 : i;
-  }
-  const EvaluationContext c = context(0.5, AdjustSense::Telescope);
-  const std::vector<Place> at = places(B);
-  LaneData lanes;
-  DirectionBlock v;
-  load(at, lanes, v);
-  std::vector<double> rows(3 * B * count, -1.0);
-  bool failed[B] = {};
-  ModelEvaluator(c, model).differentiate(lanes, v, failed, {rows.data(), count, column});
-  int unequal = 0;
-  for (int i = 0; i < B; ++i) {
-    double base[3] = {at[i].v[0], at[i].v[1], at[i].v[2]};
-    double running[3] = {base[0], base[1], base[2]};
-    for (int t = 0; t < count; ++t) {
-      if (model[t].chained != 0) std::copy(running, running + 3, base);
-      double kept[3] = {running[0], running[1], running[2]};
-      evaluateTerm(c, model[t].term, model[t].value, at[i].aux, at[i].pier, base, running);
-      evaluateTerm(c, model[t].term, model[t].value + kDerivativeStep, at[i].aux, at[i].pier, base,
-                   kept);
-      for (int k = 0; k < 3; ++k) {
-        const double got = rows[(3 * i + k) * count + t];
-        if (column[t] < 0) {
-          EXPECT_EQ(got, -1.0) << "a held term's column is left alone";
-          continue;
-        }
-        const double want = (kept[k] - running[k]) * kDerivativeScale;
-        EXPECT_EQ(got, roundToSingle(got)) << "rounded to single precision";
-        // Both differences carry rounding noise of some 1e-16 of the unit
-        // vector, 2e-12 of the derivative's scale; within that they are
-        // the same single-precision number, or its neighbour.
-        EXPECT_NEAR(got, want, 1.2e-7 * std::fabs(want) + 1e-11) << model[t].term << " " << k;
-        unequal += got != roundToSingle(want);
-      }
-    }
-    const double end[3] = {v.x[i], v.y[i], v.z[i]};
-    EXPECT_LT(distance(running, end), 1e-14);
-  }
-  // Small derivatives carry relatively more of that noise and land on the
-  // neighbouring single more often: some 2 in 100 do.
-  EXPECT_LT(unequal, 3 * B * count / 20) << "most derivatives are the same single";
 }
 
 TEST_F(BlockEvaluation, FailsWhereTheDefinitionFailsAndEachLaneIsWhatItIsAlone) {
