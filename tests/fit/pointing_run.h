@@ -25,14 +25,6 @@ struct RunShape {
   double aux1Step = 0.0;      // its change from one observation to the next
 };
 
-// Every coefficient of the model set to value (arcseconds), sigmas cleared.
-inline void setAllCoefficients(Engine& engine, double arcsec) {
-  for (int i = 0; i < kMaxModelTerms && engine.model[i].term != 0; ++i) {
-    engine.model[i].value = arcsec * kArcsecond;
-    engine.model[i].sigma = -1.0;
-  }
-}
-
 // Fills the list as the observation reader would, at latitude 28.76
 // degrees: stars spread uniformly over the sky between elevations 15 and 85
 // degrees, and the telescope reading each made by applying the model as it
@@ -77,7 +69,10 @@ inline void modelledRun(Engine& engine, const char* terms, const char* parallel,
   if (parallel[0] != '\0') parallelCommand(engine, parallel);
   for (int i = 0; i < engine.model.inUse(); ++i) engine.model[i].value = arcsec(i) * kArcsecond;
   fillRun(engine, shape);
-  setAllCoefficients(engine, 0.0);
+  for (int i = 0; i < engine.model.inUse(); ++i) {
+    engine.model[i].value = 0.0;
+    engine.model[i].sigma = -1.0;
+  }
 }
 
 // Every standard term but the second-auxiliary ones (the runs have no
@@ -86,15 +81,6 @@ constexpr const char* kFortyNineTerms =
     "IH ID ZH NP CH HF ZE ME MA TF TX FO IE IA HCES HCEC DCES DCEC DNP X2HC HGES HGEC DGES DGEC "
     "TFP CA CD4A CD4B CD5A CD5B AN AW NPAE ACES ACEC ECES ECEC NRX NRY AUX1H AUX1X AUX1D AUX1A "
     "AUX1S AUX1E HDSH2 HDCH2 HHSH3 HHCH3";
-
-// The model's coefficients (first) or sigmas (second) in arcseconds.
-inline std::vector<double> coefficients(const Engine& engine, bool sigmas = false) {
-  std::vector<double> values;
-  for (int i = 0; i < kMaxModelTerms && engine.model[i].term != 0; ++i) {
-    values.push_back((sigmas ? engine.model[i].sigma : engine.model[i].value) / kArcsecond);
-  }
-  return values;
-}
 
 // Residual components (target less the model applied to the source) of
 // every active observation at which the model can be evaluated, arcseconds.
