@@ -25,44 +25,38 @@
 namespace zenfit::test {
 namespace {
 
-// A least-squares problem, m x n row by row, entries rounded to single
-// precision as FIT rounds them.
-struct Problem {
-  int m = 0, n = 0;
-  std::vector<double> a, b;
-};
+// A least-squares problem, rows x columns row by row, entries rounded to
+// single precision as FIT rounds them.
+using Problem = DesignMatrix;
 
 double single(double x) { return static_cast<double>(static_cast<float>(x)); }
-
-std::vector<double> padded(const Problem& p, int padColumns) {
-  std::vector<double> a(std::max(p.m * (p.n + padColumns), 1), -7777.0);
-  for (int i = 0; i < p.m; ++i) std::copy_n(&p.a[i * p.n], p.n, &a[i * (p.n + padColumns)]);
-  return a;
-}
 
 // The new route and the straightforward path agree: the same status, the
 // same singular values before and after editing, the same editing and the
 // same covariance, to the last bit; and the solution to 1e-9 of its largest
 // element. Both take padded storage. Returns the route's editing.
 SingularValueEditing expectSameAnswers(const Problem& p, double tolerance) {
-  constexpr int padRows = 2, padColumns = 1;
-  const StraightforwardSolution want =
-      solveStraightforwardly(p.m, p.n, p.a, p.b, tolerance, padRows, padColumns);
-  auto route = std::make_unique<LeastSquares>();
-  std::vector<double> a = padded(p, padColumns), b = p.b;
-  const int status =
-      route->solve(p.m, p.n, p.m + padRows, p.n + padColumns, a.data(), b.data(), tolerance);
-  EXPECT_EQ(status, want.status);
+  const int m = p.rows, n = p.columns, mp = m + 2, np = n + 1;
+  const StraightforwardSolution want = solveStraightforwardly(m, n, p.a, p.b, tolerance, 2, 1);
+  // The route with its wide instructions, and with its baseline ones.
+  std::unique_ptr<LeastSquares> routes[2];
+  std::vector<double> a[2];
+  int status[2];
+  for (int k = 0; k < 2; ++k) {
+    routes[k] = std::make_unique<LeastSquares>();
+    if (k == 1) routes[k]->useWideVectors(false);
+    a[k].assign(std::max(m * np, 1), -7777.0);
+    for (int i = 0; i < m; ++i) std::copy_n(&p.a[i * n], n, &a[k][i * np]);
+    std::vector<double> b = p.b;
+    status[k] = routes[k]->solve(m, n, mp, np, a[k].data(), b.data(), tolerance);
+  }
+  const LeastSquares* route = routes[0].get();
+  EXPECT_EQ(status[0], want.status);
   // The baseline instructions give what the wide ones gave, to the bit.
-  auto baseline = std::make_unique<LeastSquares>();
-  baseline->useWideVectors(false);
-  std::vector<double> a0 = padded(p, padColumns), b0 = p.b;
-  EXPECT_EQ(baseline->solve(p.m, p.n, p.m + padRows, p.n + padColumns, a0.data(), b0.data(),
-                            tolerance),
-            status);
-  EXPECT_EQ(std::memcmp(a0.data(), a.data(), a.size() * sizeof(double)), 0);
-  if (status == 0) {
-    EXPECT_EQ(std::memcmp(baseline->solution(), route->solution(), p.n * sizeof(double)), 0);
+  EXPECT_EQ(status[1], status[0]);
+  EXPECT_EQ(std::memcmp(a[1].data(), a[0].data(), a[0].size() * sizeof(double)), 0);
+  if (status[0] == 0) {
+    EXPECT_EQ(std::memcmp(routes[1]->solution(), route->solution(), n * sizeof(double)), 0);
   }
   // Bit for bit (-0 differs from 0), but any NaN equals any NaN: which of
   // two NaN operands an instruction passes on is the compiler's choice.
@@ -75,7 +69,7 @@ SingularValueEditing expectSameAnswers(const Problem& p, double tolerance) {
     return true;
   };
   EXPECT_TRUE(same(route->singularValues(), want.w));
-  if (status != 0 || want.status != 0) return route->editing();
+  if (status[0] != 0 || want.status != 0) return route->editing();
   EXPECT_TRUE(same(route->editedSingularValues(), want.edited));
   const SingularValueEditing& e = route->editing();
   EXPECT_EQ(e.zeroed, want.zeroed);
@@ -83,7 +77,7 @@ SingularValueEditing expectSameAnswers(const Problem& p, double tolerance) {
   EXPECT_EQ(e.largestRatio, want.largestRatio);
   EXPECT_TRUE(same(route->covariance(), want.covariance));
   double xmax = 0.0, worst = 0.0;
-  for (int j = 0; j < p.n; ++j) {
+  for (int j = 0; j < n; ++j) {
     xmax = std::max(xmax, std::fabs(want.x[j]));
     worst = std::max(worst, std::fabs(route->solution()[j] - want.x[j]));
   }
@@ -93,7 +87,7 @@ SingularValueEditing expectSameAnswers(const Problem& p, double tolerance) {
 
 Problem randomProblem(std::mt19937& rng, int m, int n) {
   std::normal_distribution<double> normal;
-  Problem p{m, n, std::vector<double>(m * n), std::vector<double>(m)};
+  Problem p{m, n, std::vector<double>(m * n), std::vector<double>(m), {}};
   for (double& x : p.a) x = single(normal(rng));
   for (double& x : p.b) x = single(normal(rng));
   return p;
@@ -127,7 +121,7 @@ TEST(LeastSquares, AgreesOnAFullRunOfFortyNineTermsAndOnRandomMatricesOfEverySha
   const DesignMatrix d = designMatrix(evaluationContext(engine), engine.model, engine.observations);
   ASSERT_EQ(d.rows, 14997);
   ASSERT_EQ(d.columns, 49);
-  expectSameAnswers({d.rows, d.columns, d.a, d.b}, 0.01);
+  expectSameAnswers(d, 0.01);
 
   std::mt19937 rng(13);
   const int shapes[][2] = {{3, 1},   {3, 3},    {4, 2},    {12, 7},    {63, 49},  {64, 49},
@@ -190,7 +184,7 @@ TEST(LeastSquares, GivesTheStatusOfTheDecompositionAndWritesNothingForABadShape)
   Problem bad = p;
   bad.a[17] = std::nan("");
   expectSameAnswers(bad, 0.01);
-  EXPECT_GT(solveStraightforwardly(bad.m, bad.n, bad.a, bad.b, 0.01).status, 0);
+  EXPECT_GT(solveStraightforwardly(10, 4, bad.a, bad.b, 0.01).status, 0);
 }
 
 }  // namespace

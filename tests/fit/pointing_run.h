@@ -1,5 +1,4 @@
-// Pointing runs built straight into an engine's observation list, and the
-// residuals of the model as it stands.
+// Pointing runs built straight into an engine's observation list.
 #pragma once
 
 #include <cmath>
@@ -81,21 +80,5 @@ constexpr const char* kFortyNineTerms =
     "IH ID ZH NP CH HF ZE ME MA TF TX FO IE IA HCES HCEC DCES DCEC DNP X2HC HGES HGEC DGES DGEC "
     "TFP CA CD4A CD4B CD5A CD5B AN AW NPAE ACES ACEC ECES ECEC NRX NRY AUX1H AUX1X AUX1D AUX1A "
     "AUX1S AUX1E HDSH2 HDCH2 HHSH3 HHCH3";
-
-// Residual components (target less the model applied to the source) of
-// every active observation at which the model can be evaluated, arcseconds.
-inline std::vector<double> residuals(Engine& engine) {
-  std::vector<double> r;
-  const ObservationList& list = engine.observations;
-  for (int i = 0; i < kObservationSlots && list[i].status >= 0; ++i) {
-    if (list[i].status == kStatusMasked) continue;
-    double corrected[3], target[3];
-    const EvaluationContext context = evaluationContext(engine);
-    observationDirections(context, list[i], corrected, target);
-    if (applyModelTerms(context, engine.model, list[i], corrected) < 0) continue;
-    for (int c = 0; c < 3; ++c) r.push_back((target[c] - corrected[c]) / kArcsecond);
-  }
-  return r;
-}
 
 }  // namespace zenfit::test
