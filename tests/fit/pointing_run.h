@@ -74,11 +74,4 @@ inline void modelledRun(Engine& engine, const char* terms, const char* parallel,
   }
 }
 
-// Every standard term but the second-auxiliary ones (the runs have no
-// second reading), and four harmonics: 49 terms.
-constexpr const char* kFortyNineTerms =
-    "IH ID ZH NP CH HF ZE ME MA TF TX FO IE IA HCES HCEC DCES DCEC DNP X2HC HGES HGEC DGES DGEC "
-    "TFP CA CD4A CD4B CD5A CD5B AN AW NPAE ACES ACEC ECES ECEC NRX NRY AUX1H AUX1X AUX1D AUX1A "
-    "AUX1S AUX1E HDSH2 HDCH2 HHSH3 HHCH3";
-
 }  // namespace zenfit::test
