@@ -127,52 +127,47 @@ void expectUnfitUndoneAndStatistics(Engine& engine, const ReferenceFit& fitted) 
 
 struct Case {
   const char* name;
-  const char* folder;  // copied into the session's folder, or null
-  std::function<void(Session&)> setup;
+  const char* folder;    // copied into the session's folder, or null
+  const char* commands;  // run first
+  std::function<void(Session&)> run = nullptr;  // then builds a run, if need be
   std::vector<const char*> steps = {""};  // a line before each FIT after the first ("" for none)
 };
 
 // A pointing run made by a model and then fitted from zero.
 std::function<void(Session&)> pointingRun(const char* terms, const char* parallel, double arcsec,
-                                          RunShape shape, const char* before = "") {
+                                          RunShape shape) {
   return [=](Session& session) {
-    if (before[0] != '\0') session.run(before);
     modelledRun(session.engine(), terms, parallel,
                 [=](int i) { return arcsec * ((i * 7) % 11 - 5) / 5.0; }, shape);
   };
-}
-
-std::function<void(Session&)> lines(const char* text) {
-  return [=](Session& session) { session.runAll(text); };
 }
 
 const RunShape kFlips{.stars = 400, .flipFraction = 0.3, .noiseArcsec = 1.0, .seed = 11};
 
 const Case kCases[] = {
     {"the equatorial example", ZENFIT_SOURCE_DIR "/examples",
-     lines("INDAT run\nUSE IH ID CH NP ME MA TF DAF")},
+     "INDAT run\nUSE IH ID CH NP ME MA TF DAF"},
     {"the altazimuth example", ZENFIT_SOURCE_DIR "/examples",
-     lines("INDAT altaz\nUSE IA IE CA NPAE AN AW TF")},
+     "INDAT altaz\nUSE IA IE CA NPAE AN AW TF"},
     {"FIT's report golden", ZENFIT_GOLDEN_DIR "/fit_report",
-     lines("INDAT run\nUSE IH ID CH NP ME MA TF\nPARAL NP")},
+     "INDAT run\nUSE IH ID CH NP ME MA TF\nPARAL NP"},
     {"the ill-conditioning golden", ZENFIT_GOLDEN_DIR "/fit_ill_conditioning",
-     lines("INDAT equator\nUSE IH ID CH"),
-     {"FITTOL 0.1", "USE AUX2H", "FITTOL 0"}},
+     "INDAT equator\nUSE IH ID CH", nullptr, {"FITTOL 0.1", "USE AUX2H", "FITTOL 0"}},
     {"three stars, six coefficients", ZENFIT_GOLDEN_DIR "/fit_limits",
-     lines("INDAT three\nUSE IH ID CH NP ME MA")},
-    {"a mount over the pole, with parallel terms and then a held one", nullptr,
+     "INDAT three\nUSE IH ID CH NP ME MA"},
+    {"a mount over the pole, with parallel terms and then a held one", nullptr, "",
      pointingRun("IH ID CH NP ME MA TF FO HF HDCH2 DAF HHSH", "NP MA", 30.0, kFlips),
      {"FIX HF"}},
-    {"aux terms", nullptr,
+    {"aux terms", nullptr, "",
      pointingRun("IH ID CH NP AUX1H AUX1X AUX1D AUX1A AUX1S AUX1E", "", 20.0,
                  {.stars = 300, .flipFraction = 0.2, .noiseArcsec = 0.5, .seed = 3,
                   .aux1First = -1.0, .aux1Step = 0.007})},
-    {"generic terms", nullptr,
+    {"generic terms", nullptr, "",
      pointingRun("IH ID CH HXSH2 HDCH2 HHSH3 HZSZ HUCQ HLSQ2 HNSA HVCZ HPCH HHSH40 PDZ2 PXH2D PHQ",
                  "HDCH2 HZSZ", 8.0, kFlips)},
-    {"the stars corrected instead of the telescope", nullptr,
-     pointingRun("IH ID CH NP ME MA TF DAF", "MA", 25.0, kFlips, "ADJUST S")},
-    {"a full list", nullptr,
+    {"the stars corrected instead of the telescope", nullptr, "ADJUST S",
+     pointingRun("IH ID CH NP ME MA TF DAF", "MA", 25.0, kFlips)},
+    {"a full list", nullptr, "",
      pointingRun("IH ID NP CH ME MA TF FO HF HDSD2 HCES HCEC DCES DCEC HDSH2 HDCH2 HHSH4 HHCH4 "
                  "HHSH2 HHCH2 HDSH HDCH4 HXSH2 HXCH2 HDSH3 HDCH3 HHSH3 HHCH3 HXSH4 HXCH",
                  "", 6.0, {.stars = kMaxObservations, .flipFraction = 0.25, .noiseArcsec = 1.0})},
@@ -184,7 +179,8 @@ TEST(FitRoute, AgreesWithTheStraightforwardPathOverTwoSteps) {
     ScratchDir dir;
     if (c.folder != nullptr) dir.copyFrom(c.folder);
     Session session(dir.path());
-    c.setup(session);
+    session.runAll(c.commands);
+    if (c.run) c.run(session);
     Engine& engine = session.engine();
     ASSERT_GT(engine.model.inUse(), 0);
     ReferenceFit want = reference(engine);

@@ -24,8 +24,7 @@ struct Decomposition {
                 int padCols = 0)
       : m(rows), n(cols), mp(rows + padRows), np(cols + padCols), a(matrix), u(mp * np),
         w(n), v(np * np), work(n) {
-    for (int i = 0; i < m; ++i)
-      for (int j = 0; j < n; ++j) u[i * np + j] = a[i * n + j];
+    for (int i = 0; i < m; ++i) std::copy_n(&a[i * n], n, &u[i * np]);
     svdDecompose(m, n, mp, np, u.data(), w.data(), v.data(), work.data(), status);
   }
 
