@@ -36,15 +36,14 @@ TEST(Capacity, FortyNineCoefficientsAreFittedToAFullListAndTheReportsPassThrough
   Engine& engine = session.engine();
   // Every standard term but the second-auxiliary ones (the run has no second
   // reading), and four harmonics: 49 terms.
-  session.runAll(
-      "USE IH ID ZH NP CH HF ZE ME MA TF TX FO IE IA HCES HCEC DCES DCEC DNP X2HC HGES HGEC\n"
-      "USE DGES DGEC TFP CA CD4A CD4B CD5A CD5B AN AW NPAE ACES ACEC ECES ECEC NRX NRY AUX1H\n"
-      "USE AUX1X AUX1D AUX1A AUX1S AUX1E HDSH2 HDCH2 HHSH3 HHCH3\n"
-      "USE HDSH3\nFIX HDSH3");  // and a fiftieth term, held at zero
-  for (int i = 0; i < 49; ++i) engine.model[i].value = ((i % 9) - 4.0) * kArcsecond;
-  fillRun(engine, {.stars = kMaxObservations, .flipFraction = 0.3, .aux1First = -1.0,
-                   .aux1Step = 0.0004});
-  setAllCoefficients(engine, 0.0);
+  modelledRun(engine,
+              "IH ID ZH NP CH HF ZE ME MA TF TX FO IE IA HCES HCEC DCES DCEC DNP X2HC HGES HGEC "
+              "DGES DGEC TFP CA CD4A CD4B CD5A CD5B AN AW NPAE ACES ACEC ECES ECEC NRX NRY AUX1H "
+              "AUX1X AUX1D AUX1A AUX1S AUX1E HDSH2 HDCH2 HHSH3 HHCH3",
+              "", [](int i) { return i % 9 - 4.0; },
+              {.stars = kMaxObservations, .flipFraction = 0.3, .aux1First = -1.0,
+               .aux1Step = 0.0004});
+  session.runAll("USE HDSH3\nFIX HDSH3");  // and a fiftieth term, held at zero
 
   BufferWatch watch;
   engine.hooks.output = &watch;

@@ -2,9 +2,10 @@
 // definition: every standard term and generic names of every kind, alone
 // and in chains with parallel runs, both ADJUST senses, over the pole and
 // not, north and south, with small coefficients and with large ones (whose
-// shifts leave the Taylor series); its derivatives against the one-sided
-// differences of evaluateTerm; the same failures; and lanes that do not
-// see each other.
+// shifts leave the Taylor series); the same failures; lanes that do not
+// see each other; and the wide loops' results, derivatives too, those of
+// the baseline ones. (The derivatives against the one-sided differences of
+// evaluateTerm are FIT's design matrix, held to them in fit_route_test.cpp.)
 #include "model/evaluator.h"
 
 #include <gtest/gtest.h>
@@ -70,13 +71,8 @@ class BlockEvaluation : public ::testing::Test {
     return all;
   }
 
-  // The model applied to the places by the block evaluator (all in one
-  // block); failed marks the lanes that failed.
-  std::vector<Place> applyBlock(const EvaluationContext& c, const Model& model,
-                                std::vector<Place> at, std::vector<bool>& failed, int first = 0,
-                                int last = kMaxModelTerms) const {
-    LaneData lanes;
-    DirectionBlock v;
+  // The places as the evaluator takes them, in one block.
+  static void load(const std::vector<Place>& at, LaneData& lanes, DirectionBlock& v) {
     lanes.count = static_cast<int>(at.size());
     for (int i = 0; i < B; ++i) {
       const Place& p = at[std::min<std::size_t>(i, at.size() - 1)];
@@ -87,14 +83,22 @@ class BlockEvaluation : public ::testing::Test {
       v.y[i] = p.v[1];
       v.z[i] = p.v[2];
     }
+  }
+
+  // The model applied to the places by the block evaluator; failed marks
+  // the lanes that failed.
+  std::vector<Place> applyBlock(const EvaluationContext& c, const Model& model,
+                                std::vector<Place> at, std::vector<bool>& failed) const {
+    LaneData lanes;
+    DirectionBlock v;
+    load(at, lanes, v);
     bool fail[B] = {};
-    ModelEvaluator(c, model).apply(lanes, v, fail, first, std::min(last, model.inUse() - 1));
-    failed.assign(at.size(), false);
+    ModelEvaluator(c, model).apply(lanes, v, fail);
+    failed.assign(fail, fail + at.size());
     for (std::size_t i = 0; i < at.size(); ++i) {
       at[i].v[0] = v.x[i];
       at[i].v[1] = v.y[i];
       at[i].v[2] = v.z[i];
-      failed[i] = fail[i];
     }
     return at;
   }
@@ -107,8 +111,7 @@ class BlockEvaluation : public ::testing::Test {
 };
 
 double distance(const double a[3], const double b[3]) {
-  return std::sqrt((a[0] - b[0]) * (a[0] - b[0]) + (a[1] - b[1]) * (a[1] - b[1]) +
-                   (a[2] - b[2]) * (a[2] - b[2]));
+  return std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]);
 }
 
 TEST_F(BlockEvaluation, EveryTermMovesEveryPlaceAsTheDefinitionDoes) {
@@ -147,19 +150,23 @@ TEST_F(BlockEvaluation, EveryTermMovesEveryPlaceAsTheDefinitionDoes) {
   }
 }
 
-TEST_F(BlockEvaluation, ChainsWithParallelRunsAreTheModelAppliedTermByTerm) {
+TEST_F(BlockEvaluation, ChainsAreTheModelAppliedTermByTermAndFailWhereItFails) {
   // Chained and parallel entries mixed, a parallel first entry, a held
-  // term and an entry whose number is no term at all (which does nothing).
-  const char* list = "IH ID CH NP ME MA TF HXSH2 AN AW HDSH2CD PDZ2 FO NRX CA";
+  // term and an entry whose number is no term at all (which does nothing);
+  // TX, in parallel with the first entry, fails on the horizon (cot E).
   Model model;
-  useTerms(model, terms, readTermList(terms, list));
-  parallelTerms(model, readTermList(terms, "IH MA TF AW NRX"));
+  useTerms(model, terms,
+           readTermList(terms, "IH TX ID CH NP ME MA TF HXSH2 AN AW HDSH2CD PDZ2 FO NRX CA"));
+  parallelTerms(model, readTermList(terms, "IH TX MA TF AW NRX"));
   const int count = model.inUse();
   for (int i = 0; i < count; ++i) model[i].value = (0.7 * i - 4.0) * 4.8e-5;
-  model[6].floating = 0;
+  model[7].floating = 0;
   model[count] = ModelEntry{terms.termNameCount + 1, 0.1, -1.0, 1, 1};
   model[count + 1] = ModelEntry{};
-  const std::vector<Place> at = places(B);
+  std::vector<Place> at = places(B);
+  at[3].v[0] = 0.6;
+  at[3].v[1] = 0.8;
+  at[3].v[2] = 0.0;
   for (const AdjustSense sense : {AdjustSense::Telescope, AdjustSense::Stars}) {
     const EvaluationContext c = context(0.4, sense);
     std::vector<bool> failed;
@@ -169,126 +176,24 @@ TEST_F(BlockEvaluation, ChainsWithParallelRunsAreTheModelAppliedTermByTerm) {
       o.pierFlag = at[i].pier;
       std::copy(at[i].aux, at[i].aux + 3, o.aux);
       double want[3] = {at[i].v[0], at[i].v[1], at[i].v[2]};
-      ASSERT_EQ(applyModelTerms(c, model, o, want), 0);
-      EXPECT_FALSE(failed[i]);
-      EXPECT_LT(distance(got[i].v, want), 1e-14) << "lane " << i;
-    }
-    // A range of entries, as UNFIT inverts the model group by group.
-    const std::vector<Place> part = applyBlock(c, model, at, failed, 3, 5);
-    for (int i = 0; i < B; ++i) {
-      double base[3] = {at[i].v[0], at[i].v[1], at[i].v[2]};
-      double want[3] = {base[0], base[1], base[2]};
-      for (int k = 3; k <= 5; ++k) {
-        if (model[k].chained != 0) std::copy(want, want + 3, base);
-        evaluateTerm(c, model[k].term, model[k].value, at[i].aux, at[i].pier, base, want);
+      ASSERT_EQ(applyModelTerms(c, model, o, want) < 0, i == 3) << i;
+      EXPECT_EQ(failed[i], i == 3) << i;
+      if (i != 3) {
+        EXPECT_LT(distance(got[i].v, want), 1e-14) << "lane " << i;
       }
-      EXPECT_LT(distance(part[i].v, want), 1e-14) << "lane " << i;
-    }
-  }
-}
-
-TEST_F(BlockEvaluation, DerivativesAreTheOneSidedDifferencesOfTheDefinition) {
-  const char* list = "IH ID NP CH ME MA TF FO HF DAF IA IE CA AN NRY HHSH2 HXCH HDSD";
-  Model model;
-  useTerms(model, terms, readTermList(terms, list));
-  parallelTerms(model, readTermList(terms, "MA HF AN"));
-  const int count = model.inUse();
-  int column[kMaxModelTerms];
-  for (int i = 0; i < count; ++i) {
-    model[i].value = (i % 5 - 2.0) * 1e-4;
-    column[i] = i % 4 == 3 ? -1 : i;
-  }
-  const EvaluationContext c = context(0.5, AdjustSense::Telescope);
-  const std::vector<Place> at = places(B);
-  LaneData lanes;
-  DirectionBlock v;
-  lanes.count = B;
-  for (int i = 0; i < B; ++i) {
-    lanes.flip[i] = at[i].pier != 0 ? -1.0 : 1.0;
-    lanes.aux1[i] = at[i].aux[0];
-    lanes.aux2[i] = at[i].aux[1];
-    v.x[i] = at[i].v[0];
-    v.y[i] = at[i].v[1];
-    v.z[i] = at[i].v[2];
-  }
-  std::vector<double> rows(3 * B * count, -1.0);
-  bool failed[B] = {};
-  ModelEvaluator(c, model).differentiate(lanes, v, failed, {rows.data(), count, column});
-  int unequal = 0;
-  for (int i = 0; i < B; ++i) {
-    double base[3] = {at[i].v[0], at[i].v[1], at[i].v[2]};
-    double running[3] = {base[0], base[1], base[2]};
-    for (int t = 0; t < count; ++t) {
-      if (model[t].chained != 0) std::copy(running, running + 3, base);
-      double kept[3] = {running[0], running[1], running[2]};
-      evaluateTerm(c, model[t].term, model[t].value, at[i].aux, at[i].pier, base, running);
-      evaluateTerm(c, model[t].term, model[t].value + kDerivativeStep, at[i].aux, at[i].pier, base,
-                   kept);
-      for (int k = 0; k < 3; ++k) {
-        const double got = rows[(3 * i + k) * count + t];
-        if (column[t] < 0) {
-          EXPECT_EQ(got, -1.0) << "a held term's column is left alone";
-          continue;
-        }
-        const double want = (kept[k] - running[k]) * kDerivativeScale;
-        EXPECT_EQ(got, roundToSingle(got)) << "rounded to single precision";
-        // Both differences carry rounding noise of some 1e-16 of the unit
-        // vector, 2e-12 of the derivative's scale; within that they are
-        // the same single-precision number, or its neighbour.
-        EXPECT_NEAR(got, want, 1.2e-7 * std::fabs(want) + 1e-11) << model[t].term << " " << k;
-        unequal += got != roundToSingle(want);
-      }
-    }
-    const double end[3] = {v.x[i], v.y[i], v.z[i]};
-    EXPECT_LT(distance(running, end), 1e-14);
-  }
-  // Small derivatives carry relatively more of that noise and land on the
-  // neighbouring single more often: some 2 in 100 do.
-  EXPECT_LT(unequal, 3 * B * count / 20) << "most derivatives are the same single";
-}
-
-TEST_F(BlockEvaluation, FailsWhereTheDefinitionFailsAndNowhereElse) {
-  std::vector<Place> at = places(8);
-  // TX on the horizon: cot E is infinite there.
-  at[3].v[0] = 0.6;
-  at[3].v[1] = 0.8;
-  at[3].v[2] = 0.0;
-  const EvaluationContext c = context(0.3, AdjustSense::Telescope);
-  std::vector<bool> failed;
-  const int tx = terms.find("TX");
-  const std::vector<Place> got = applyBlock(c, oneTerm(tx, 1e-4), at, failed);
-  for (int i = 0; i < 8; ++i) {
-    EXPECT_EQ(failed[i], i == 3) << i;
-    // The other lanes are what they are when evaluated alone.
-    std::vector<bool> alone;
-    const Place p = applyBlock(c, oneTerm(tx, 1e-4), {at[i]}, alone)[0];
-    if (i != 3) {
-      EXPECT_TRUE(std::equal(p.v, p.v + 3, got[i].v)) << i;
     }
   }
   // A coefficient that is not a number, and a generic name that does not
   // read as its template, fail everywhere.
-  applyBlock(c, oneTerm(tx, std::nan("")), at, failed);
-  EXPECT_EQ(std::count(failed.begin(), failed.end(), true), 8);
+  const EvaluationContext c = context(0.3, AdjustSense::Telescope);
+  std::vector<bool> failed;
+  applyBlock(c, oneTerm(terms.find("TX"), std::nan("")), at, failed);
+  EXPECT_EQ(std::count(failed.begin(), failed.end(), true), B);
   TermTable broken = terms;
   std::snprintf(broken.templates[terms.find("HHSH") - 1], kTermNameSize, "%s", "HRFCII");
   const EvaluationContext b = evaluationContext(broken, RunState{}, AdjustSense::Telescope);
   applyBlock(b, oneTerm(terms.find("HHSH"), 1e-4), at, failed);
-  EXPECT_EQ(std::count(failed.begin(), failed.end(), true), 8);
-}
-
-TEST_F(BlockEvaluation, EachLaneIsWhatItIsAloneWhateverTheOthersHold) {
-  Model model;
-  useTerms(model, terms, readTermList(terms, "IH ID CH NP ME MA TF HHSH3 PDZ2 NPAE"));
-  for (int i = 0; i < model.inUse(); ++i) model[i].value = (i - 5) * 1e-3;
-  const EvaluationContext c = context(0.5, AdjustSense::Stars);
-  const std::vector<Place> at = places(B);
-  std::vector<bool> failed;
-  const std::vector<Place> together = applyBlock(c, model, at, failed);
-  for (int i = 0; i < B; i += 7) {
-    const Place alone = applyBlock(c, model, {at[i]}, failed)[0];
-    EXPECT_TRUE(std::equal(alone.v, alone.v + 3, together[i].v)) << i;
-  }
+  EXPECT_EQ(std::count(failed.begin(), failed.end(), true), B);
 }
 
 TEST_F(BlockEvaluation, TheWideLoopsGiveTheBaselineResultsToTheLastBit) {
@@ -305,15 +210,8 @@ TEST_F(BlockEvaluation, TheWideLoopsGiveTheBaselineResultsToTheLastBit) {
   const std::vector<Place> at = places(B);
   LaneData lanes;
   DirectionBlock v[2];
-  lanes.count = B;
-  for (int i = 0; i < B; ++i) {
-    lanes.flip[i] = at[i].pier != 0 ? -1.0 : 1.0;
-    lanes.aux1[i] = at[i].aux[0];
-    lanes.aux2[i] = at[i].aux[1];
-    v[0].x[i] = v[1].x[i] = at[i].v[0];
-    v[0].y[i] = v[1].y[i] = at[i].v[1];
-    v[0].z[i] = v[1].z[i] = at[i].v[2];
-  }
+  load(at, lanes, v[0]);
+  v[1] = v[0];
   std::vector<double> rows[2];
   bool failed[2][B] = {};
   for (int wide = 0; wide < 2; ++wide) {
