@@ -51,64 +51,37 @@ TEST(LongLines, ObservationFile) {
   EXPECT_EQ(s.engine().dispatch.status, CommandStatus::Done);
 }
 
-TEST(LongLines, StarCatalogue) {
+// The catalogue, a model, a procedure library and the initialisation file,
+// each with long lines inside and a long last line with no line end.
+TEST(LongLines, CatalogueModelProceduresAndInitialisationFile) {
   for (const std::size_t length : kLengths) {
     ScratchDir dir;
     dir.write("cat.dat", longLine("NAME   RA        DEC", 100, length) + "\n" +
                              "ALDEB  04 35 55.24  +16 30 33.5  0.0044 -0.189  J2000\n" +
-                             longLine("VEGA   18 36 56.34  +38 47 01.3  0.0172  0.286  J2000", 100,
-                                      length) +
-                             "\n" +
-                             longLine("ALTAIR 19 50 47.00  +08 52 06.0  0.0036  0.386  J2000", 100,
-                                      length));
+                             longLine("VEGA   18 36 56.34  +38 47 01.3  0.0172  0.286  J2000", 100, length) +
+                             "\n" + longLine("ALTAIR 19 50 47.00  +08 52 06.0  0.0036  0.386  J2000", 100, length));
+    dir.write("model.dat", longLine("Test run 7", 200, length) + "\n" + "S   24   1.2345   58.123  -0.0678\n" +
+                               longLine("  IH        +12.3457     0.54321", 200, length) + "\n" +
+                               longLine("& NP         -3.5000     1.00000", 200, length));
+    dir.write("lib.dat", "PROC A\n" + longLine("  setcap 'after a long line'", 200, length) +
+                             "\n  frame off\nRETURN\nPROC B\n  frame on\n" + longLine("RETURN", 200, length));
+    dir.write("zenfit.ini", "HELP_NAME site\n" + longLine("STAR_CATALOG mycat", 200, length) + "\n" +
+                                longLine("PROCEDURE_LIBRARY mylib", 200, length));
     Session s(dir.path());
-    EXPECT_EQ(s.run("INST cat"),
-              "* INST cat\nReading star catalogue entries from file cat ...\n3 stars input.\n")
+    EXPECT_EQ(s.engine().settings.starCatalog, "mycat") << length;
+    EXPECT_EQ(s.engine().settings.procedureLibrary, "mylib") << length;
+    EXPECT_EQ(s.run("INST cat"), "* INST cat\nReading star catalogue entries from file cat ...\n3 stars input.\n")
         << length;
     CatalogueStar star;
     EXPECT_EQ(findCatalogueStar(s.engine().catalogue, "VEGA", star), 0) << length;
     EXPECT_EQ(findCatalogueStar(s.engine().catalogue, "ALTAIR", star), 0) << length;
-  }
-}
-
-TEST(LongLines, ModelFile) {
-  for (const std::size_t length : kLengths) {
-    ScratchDir dir;
-    dir.write("model.dat", longLine("Test run 7", 200, length) + "\n" +
-                               "S   24   1.2345   58.123  -0.0678\n" +
-                               longLine("  IH        +12.3457     0.54321", 200, length) + "\n" +
-                               longLine("& NP         -3.5000     1.00000", 200, length));
-    Session s(dir.path());
     const std::string out = s.run("INMOD model");
     EXPECT_EQ(s.engine().dispatch.status, CommandStatus::Done) << length << "\n" << out.substr(0, 400);
     EXPECT_EQ(s.engine().model.inUse(), 2) << length;
     EXPECT_NEAR(s.engine().model[0].sigma * kArcsecPerRadian, 0.54321, 1e-9) << length;
-  }
-}
-
-TEST(LongLines, ProcedureLibrary) {
-  for (const std::size_t length : kLengths) {
-    ScratchDir dir;
-    dir.write("lib.dat", "PROC A\n" + longLine("  setcap 'after a long line'", 200, length) +
-                             "\n  frame off\nRETURN\nPROC B\n  frame on\n" +
-                             longLine("RETURN", 200, length));
-    Session s(dir.path());
-    EXPECT_EQ(s.run("INPRO lib"),
-              "* INPRO lib\nReading procedures from file lib ...\n7 lines input.\n")
-        << length;
+    EXPECT_EQ(s.run("INPRO lib"), "* INPRO lib\nReading procedures from file lib ...\n7 lines input.\n") << length;
     s.run("CALL A");
     EXPECT_EQ(s.engine().run.caption, "after a long line") << length;
-  }
-}
-
-TEST(LongLines, InitialisationFile) {
-  for (const std::size_t length : kLengths) {
-    ScratchDir dir;
-    dir.write("zenfit.ini", "HELP_NAME site\n" + longLine("STAR_CATALOG mycat", 200, length) +
-                                "\n" + longLine("PROCEDURE_LIBRARY mylib", 200, length));
-    Session s(dir.path());
-    EXPECT_EQ(s.engine().settings.starCatalog, "mycat") << length;
-    EXPECT_EQ(s.engine().settings.procedureLibrary, "mylib") << length;
   }
 }
 
