@@ -45,28 +45,21 @@ def test_bad_lines_raise_before_the_engine(tmp_path, bad, error):
     assert len(engine.model()) == 0
 
 
-def test_bad_arguments_raise(tmp_path):
-    engine = zenfit.Engine(tmp_path)
-    with pytest.raises(FileNotFoundError):
-        zenfit.Engine(tmp_path / "missing")
-    with pytest.raises(TypeError):
-        engine.read_observations(None)
-    with pytest.raises(ValueError):
-        engine.read_observations('say "hello".dat')
-    with pytest.raises(TypeError):
-        engine.use(["IH", 3])
-    with pytest.raises(ValueError):
-        engine.set_coefficient("IH", float("nan"))
-    with pytest.raises(ValueError):
-        engine.set_coefficient("IH ID", 1.0)
-    with pytest.raises(TypeError):
-        engine.mask(1.5)
-    with pytest.raises(ValueError):
-        engine.adjust("X")
-    with pytest.raises(ValueError):
-        engine.plot("GNONE")
-    with pytest.raises(zenfit.CommandError, match="Unrecognized"):
-        engine.set_coefficient("NOTATERM", 1.0)
+@pytest.mark.parametrize("call, error", [
+    (lambda e, d: zenfit.Engine(d / "missing"), FileNotFoundError),
+    (lambda e, d: e.read_observations(None), TypeError),
+    (lambda e, d: e.read_observations('say "hello".dat'), ValueError),
+    (lambda e, d: e.use(["IH", 3]), TypeError),
+    (lambda e, d: e.set_coefficient("IH", float("nan")), ValueError),
+    (lambda e, d: e.set_coefficient("IH ID", 1.0), ValueError),
+    (lambda e, d: e.mask(1.5), TypeError),
+    (lambda e, d: e.adjust("X"), ValueError),
+    (lambda e, d: e.plot("GNONE"), ValueError),
+    (lambda e, d: e.set_coefficient("NOTATERM", 1.0), zenfit.CommandError),
+])
+def test_bad_arguments_raise(tmp_path, call, error):
+    with pytest.raises(error):
+        call(zenfit.Engine(tmp_path), tmp_path)
 
 
 def test_junk_never_crashes_the_engine(tmp_path):
@@ -75,15 +68,11 @@ def test_junk_never_crashes_the_engine(tmp_path):
     # CommandError, and the engine keeps working.
     (tmp_path / "junk.dat").write_bytes(bytes(random.Random(7).randrange(256) for _ in range(4000)))
     engine = zenfit.Engine(tmp_path)
-    for command in ("INDAT", "INMOD", "INST", "INPRO"):
-        try:
-            engine.run(f"{command} junk.dat")
-        except zenfit.CommandError:
-            pass
     rng = random.Random(11)
     alphabet = "IHDUSEFITMASK0123456789 ,.!*?$'\"-+\t" + "\xe9\xff\u20ac"
-    for _ in range(300):
-        line = "".join(rng.choice(alphabet) for _ in range(rng.randrange(60)))
+    lines = [f"{command} junk.dat" for command in ("INDAT", "INMOD", "INST", "INPRO")]
+    lines += ["".join(rng.choice(alphabet) for _ in range(rng.randrange(60))) for _ in range(300)]
+    for line in lines:
         try:
             text = engine.run(line)
         except zenfit.CommandError as error:
@@ -109,51 +98,39 @@ def test_two_engines_share_nothing(tmp_path):
     assert second.run_parameters().caption != first.run_parameters().caption
 
 
-def _session(results, index):
-    engine = zenfit.Engine(EXAMPLES)
-    for _ in range(3):
-        engine.read_observations("run.dat")
-        engine.lose()
-        engine.use(MODEL)
-        engine.fit()
-        fit = engine.fit()
-        results[index].append((fit.value.copy(), engine.residuals().dr.copy()))
-
-
-def test_engines_in_threads_give_what_one_engine_gives():
-    alone = [[]]
-    _session(alone, 0)
-    results = [[] for _ in range(4)]
-    threads = [threading.Thread(target=_session, args=(results, i)) for i in range(4)]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
-    want_values, want_dr = alone[0][0]
-    for runs in results:
-        assert len(runs) == 3
-        for values, dr in runs:
-            np.testing.assert_array_equal(values, want_values)
-            np.testing.assert_array_equal(dr, want_dr)
-
-
-def test_one_engine_used_from_two_threads_runs_one_line_at_a_time():
-    engine = zenfit.Engine(EXAMPLES)
+def _fit_example(engine=None):
+    engine = engine or zenfit.Engine(EXAMPLES)
     engine.read_observations("run.dat")
     engine.use(MODEL)
-    errors = []
+    engine.fit()
+    fit = engine.fit()
+    return fit.value, engine.residuals().dr
 
-    def worker():
+
+def test_engines_in_threads_give_what_one_engine_gives_and_a_shared_one_runs_a_line_at_a_time():
+    want_values, want_dr = _fit_example()
+    shared = zenfit.Engine(EXAMPLES)
+    shared.read_observations("run.dat")
+    shared.use(MODEL)
+    results, errors = [], []
+
+    def own():
+        results.extend(_fit_example() for _ in range(3))
+
+    def share():
         try:
             for _ in range(5):
-                engine.fit(adjust=False)
-                assert len(engine.residuals()) == 170
+                shared.fit(adjust=False)
+                assert len(shared.residuals()) == 170
         except Exception as error:  # noqa: BLE001 - reported below
             errors.append(error)
 
-    threads = [threading.Thread(target=worker) for _ in range(2)]
+    threads = [threading.Thread(target=f) for f in (own, own, own, own, share, share)]
     for thread in threads:
         thread.start()
     for thread in threads:
         thread.join()
-    assert errors == []
+    assert len(results) == 12 and errors == []
+    for values, dr in results:
+        np.testing.assert_array_equal(values, want_values)
+        np.testing.assert_array_equal(dr, want_dr)

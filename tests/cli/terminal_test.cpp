@@ -21,30 +21,22 @@ namespace zenfit::test {
 namespace {
 
 // Key strokes, as an xterm sends them.
-const std::string kUp = "\x1b[A";
-const std::string kLeft = "\x1b[D";
-const std::string kCtrlA = "\x01";
-const std::string kCtrlE = "\x05";
-const std::string kCtrlU = "\x15";
-const std::string kTab = "\t";
-const std::string kEnter = "\r";
+const std::string kUp = "\x1b[A", kLeft = "\x1b[D", kCtrlA = "\x01", kCtrlE = "\x05", kCtrlU = "\x15";
+const std::string kTab = "\t", kEnter = "\r";
 
-// One batch program on a pseudo-terminal: zenfit / out.txt / / in folder,
-// with home as its home folder.
+// One batch program on a pseudo-terminal: zenfit / TRANSCRIPT / / in the
+// folder, with home as its home folder.
 class Terminal {
  public:
   Terminal(const ScratchDir& dir, const std::string& home, const std::string& transcript)
       : dir_(dir), transcript_(transcript) {
-    winsize size{};
-    size.ws_row = 30;
-    size.ws_col = 100;
+    winsize size{30, 100, 0, 0};
     child_ = ::forkpty(&master_, nullptr, nullptr, &size);
     if (child_ == 0) {
       if (::chdir(dir.path().c_str()) != 0) ::_exit(99);
       ::setenv("HOME", home.c_str(), 1);
       ::setenv("TERM", "xterm", 1);
-      ::execl(ZENFIT_CLI_PATH, ZENFIT_CLI_PATH, "/", transcript.c_str(), "/", "/",
-              static_cast<char*>(nullptr));
+      ::execl(ZENFIT_CLI_PATH, ZENFIT_CLI_PATH, "/", transcript.c_str(), "/", "/", static_cast<char*>(nullptr));
       ::_exit(98);
     }
   }
@@ -55,8 +47,6 @@ class Terminal {
     }
     if (master_ >= 0) ::close(master_);
   }
-  Terminal(const Terminal&) = delete;
-  Terminal& operator=(const Terminal&) = delete;
 
   bool started() const { return child_ > 0; }
   void type(const std::string& keys) {
@@ -73,26 +63,17 @@ class Terminal {
     while (!done()) {
       if (std::chrono::steady_clock::now() > deadline) return false;
       pollfd p{master_, POLLIN, 0};
-      if (::poll(&p, 1, 50) > 0) {
-        char buffer[4096];
-        const ssize_t n = ::read(master_, buffer, sizeof buffer);
-        if (n > 0) screen_.append(buffer, static_cast<std::size_t>(n));
-      }
+      char buffer[4096];
+      const ssize_t n = ::poll(&p, 1, 50) > 0 ? ::read(master_, buffer, sizeof buffer) : 0;
+      if (n > 0) screen_.append(buffer, static_cast<std::size_t>(n));
     }
     return true;
   }
-  bool shows(const std::string& text) {
-    return waitUntil([&] { return screen_.find(text) != std::string::npos; });
-  }
+  bool shows(const std::string& text) { return waitUntil([&] { return screen_.find(text) != std::string::npos; }); }
   bool received(const std::string& text) {
     return waitUntil([&] { return transcript().find(text) != std::string::npos; });
   }
-  bool ends() {
-    return waitUntil([&] {
-      exited_ = exited_ || ::waitpid(child_, nullptr, WNOHANG) == child_;
-      return exited_;
-    });
-  }
+  bool ends() { return waitUntil([&] { return exited_ = exited_ || ::waitpid(child_, nullptr, WNOHANG) == child_; }); }
 
  private:
   const ScratchDir& dir_;

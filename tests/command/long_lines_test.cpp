@@ -11,7 +11,6 @@
 #include <string>
 
 #include "data/catalogue.h"
-#include "observations/observation_session.h"
 #include "support/session.h"
 
 namespace zenfit::test {
@@ -31,84 +30,47 @@ std::string longLine(const std::string& start, std::size_t keep, std::size_t len
 
 const std::string kEndless = "a line runs on for more than 16 MB (not a text file)";
 
-TEST(LongLines, ObservationFile) {
-  const std::string a = "12 00 00 +20 00 00  12 00 01 +20 00 02  12 00  1.5";
-  const std::string b = "06 00 00 -10 00 00  06 00 01 +100 00 02  08 30  0 -2.25";
-  const std::string c = "180 5 180 5.5";
-  for (const std::size_t length : kLengths) {
-    ObservationSession s;
-    const std::string out = s.indat(longLine("Long lines", 120, length) + "\n:ALLSKY\n+51 28 38\n" +
-                                    a + "\n" + longLine(b, 120, length) + "\n" + c + "\nEND\n");
-    EXPECT_EQ(s.count(), 3) << length << "\n" << out;
-    EXPECT_EQ(s.engine().run.caption, "Long lines") << length;
-    EXPECT_EQ(out.find("rejected"), std::string::npos) << length << "\n" << out;
-    EXPECT_EQ(s.engine().dispatch.status, CommandStatus::Done) << length;
-  }
-  // A file with no line end at all after a long last record: it is read.
-  ObservationSession s;
-  s.indat("Run\n:ALLSKY\n+51 28 38\n" + a + "\n" + longLine(c, 120, 1024 * 1024));
-  EXPECT_EQ(s.count(), 2);
-  EXPECT_EQ(s.engine().dispatch.status, CommandStatus::Done);
-}
-
-TEST(LongLines, StarCatalogue) {
+// Observations, the catalogue, a model, a procedure library and the
+// initialisation file, each with long lines inside and a long last line
+// with no line end.
+TEST(LongLines, EveryFileTheEngineReads) {
   for (const std::size_t length : kLengths) {
     ScratchDir dir;
+    dir.write("run.dat", longLine("Long lines", 120, length) + "\n:ALLSKY\n+51 28 38\n" +
+                             "12 00 00 +20 00 00  12 00 01 +20 00 02  12 00  1.5\n" +
+                             longLine("06 00 00 -10 00 00  06 00 01 +100 00 02  08 30  0 -2.25", 120, length) +
+                             "\n" + longLine("180 5 180 5.5", 120, length));
     dir.write("cat.dat", longLine("NAME   RA        DEC", 100, length) + "\n" +
                              "ALDEB  04 35 55.24  +16 30 33.5  0.0044 -0.189  J2000\n" +
-                             longLine("VEGA   18 36 56.34  +38 47 01.3  0.0172  0.286  J2000", 100,
-                                      length) +
-                             "\n" +
-                             longLine("ALTAIR 19 50 47.00  +08 52 06.0  0.0036  0.386  J2000", 100,
-                                      length));
+                             longLine("VEGA   18 36 56.34  +38 47 01.3  0.0172  0.286  J2000", 100, length) +
+                             "\n" + longLine("ALTAIR 19 50 47.00  +08 52 06.0  0.0036  0.386  J2000", 100, length));
+    dir.write("model.dat", longLine("Test run 7", 200, length) + "\n" + "S   24   1.2345   58.123  -0.0678\n" +
+                               longLine("  IH        +12.3457     0.54321", 200, length) + "\n" +
+                               longLine("& NP         -3.5000     1.00000", 200, length));
+    dir.write("lib.dat", "PROC A\n" + longLine("  setcap 'after a long line'", 200, length) +
+                             "\n  frame off\nRETURN\nPROC B\n  frame on\n" + longLine("RETURN", 200, length));
+    dir.write("zenfit.ini", "HELP_NAME site\n" + longLine("STAR_CATALOG mycat", 200, length) + "\n" +
+                                longLine("PROCEDURE_LIBRARY mylib", 200, length));
     Session s(dir.path());
-    EXPECT_EQ(s.run("INST cat"),
-              "* INST cat\nReading star catalogue entries from file cat ...\n3 stars input.\n")
+    const std::string read = s.run("INDAT run");
+    EXPECT_EQ(s.engine().observations.count(), 3) << length << "\n" << read;
+    EXPECT_EQ(s.engine().run.caption, "Long lines") << length;
+    EXPECT_EQ(read.find("rejected"), std::string::npos) << length << "\n" << read;
+    EXPECT_EQ(s.engine().dispatch.status, CommandStatus::Done) << length;
+    EXPECT_EQ(s.engine().settings.starCatalog, "mycat") << length;
+    EXPECT_EQ(s.engine().settings.procedureLibrary, "mylib") << length;
+    EXPECT_EQ(s.run("INST cat"), "* INST cat\nReading star catalogue entries from file cat ...\n3 stars input.\n")
         << length;
     CatalogueStar star;
     EXPECT_EQ(findCatalogueStar(s.engine().catalogue, "VEGA", star), 0) << length;
     EXPECT_EQ(findCatalogueStar(s.engine().catalogue, "ALTAIR", star), 0) << length;
-  }
-}
-
-TEST(LongLines, ModelFile) {
-  for (const std::size_t length : kLengths) {
-    ScratchDir dir;
-    dir.write("model.dat", longLine("Test run 7", 200, length) + "\n" +
-                               "S   24   1.2345   58.123  -0.0678\n" +
-                               longLine("  IH        +12.3457     0.54321", 200, length) + "\n" +
-                               longLine("& NP         -3.5000     1.00000", 200, length));
-    Session s(dir.path());
     const std::string out = s.run("INMOD model");
     EXPECT_EQ(s.engine().dispatch.status, CommandStatus::Done) << length << "\n" << out.substr(0, 400);
     EXPECT_EQ(s.engine().model.inUse(), 2) << length;
     EXPECT_NEAR(s.engine().model[0].sigma * kArcsecPerRadian, 0.54321, 1e-9) << length;
-  }
-}
-
-TEST(LongLines, ProcedureLibrary) {
-  for (const std::size_t length : kLengths) {
-    ScratchDir dir;
-    dir.write("lib.dat", "PROC A\n" + longLine("  setcap 'after a long line'", 200, length) +
-                             "\n  frame off\nRETURN\nPROC B\n  frame on\n" +
-                             longLine("RETURN", 200, length));
-    Session s(dir.path());
-    EXPECT_EQ(s.run("INPRO lib"),
-              "* INPRO lib\nReading procedures from file lib ...\n7 lines input.\n")
-        << length;
+    EXPECT_EQ(s.run("INPRO lib"), "* INPRO lib\nReading procedures from file lib ...\n7 lines input.\n") << length;
     s.run("CALL A");
     EXPECT_EQ(s.engine().run.caption, "after a long line") << length;
-  }
-}
-
-TEST(LongLines, InitialisationFile) {
-  for (const std::size_t length : kLengths) {
-    ScratchDir dir;
-    dir.write("zenfit.ini", "HELP_NAME site\n" + longLine("STAR_CATALOG mycat", 200, length) +
-                                "\n" + longLine("PROCEDURE_LIBRARY mylib", 200, length));
-    Session s(dir.path());
-    EXPECT_EQ(s.engine().settings.starCatalog, "mycat") << length;
-    EXPECT_EQ(s.engine().settings.procedureLibrary, "mylib") << length;
   }
 }
 

@@ -111,9 +111,6 @@ class Page:
         box.send_keys(line, Keys.ENTER)
         self.idle()
 
-    def state(self):
-        return self.js("return page.state")
-
     def last_entry(self):
         return self.js("const e = document.querySelector('#transcript .entry:last-child');"
                        "return [e.textContent, e.classList.contains('failed')];")
@@ -143,10 +140,9 @@ def run(args):
 
         # Read them with the files' menus: the catalogue, then the observations.
         for name, verb in (("stars.dat", "INST"), ("run.dat", "INDAT")):
-            Select(driver.find_element(By.CSS_SELECTOR, f"#files select[aria-label='Read {name} as']")
-                   ).select_by_value(verb)
+            Select(driver.find_element(By.CSS_SELECTOR, f"#files select[aria-label='Read {name} as']")).select_by_value(verb)
             page.idle()
-        state = page.state()
+        state = page.js("return page.state")
         check(state["observations"]["count"] == 170, f"{state['observations']['count']} observations")
         check(len(driver.find_elements(By.CSS_SELECTOR, "#observations tbody tr")) == 170,
               "the observation table has a row per observation")
@@ -167,7 +163,7 @@ def run(args):
         add = driver.find_element(By.ID, "add-terms")
         add.send_keys("me ma tf daf", Keys.ENTER)
         page.idle()
-        terms = [t["name"] for t in page.state()["model"]]
+        terms = [t["name"] for t in page.js("return page.state")["model"]]
         check(terms == ["IH", "ID", "CH", "NP", "ME", "MA", "TF", "DAF"], f"model {terms}")
 
         # FIT typed, then FIT with the button: the second converges.
@@ -211,7 +207,7 @@ def run(args):
         actions.pointer_action.move_to_location(target[0], target[1]).click()
         actions.perform()
         page.idle()
-        state = page.state()
+        state = page.js("return page.state")
         check(state["observations"]["rows"][16]["active"] is False, "star 17 masked by the click")
         check(state["observations"]["active"] == 169, "169 stars in use")
         check("changed since" in driver.find_element(By.ID, "fit-stale").text, "the fit says it is stale")
@@ -219,7 +215,7 @@ def run(args):
                       ".classList.contains('masked')"), "the table shows it masked")
         driver.find_element(By.TAG_NAME, "body").send_keys("f")  # the FIT key
         page.idle()
-        check(page.state()["fit"]["stars"] == 169, "the next FIT uses 169 stars")
+        check(page.js("return page.state")["fit"]["stars"] == 169, "the next FIT uses 169 stars")
         check(driver.find_element(By.ID, "fit-stale").text == "", "a current fit")
 
         # Full page, then night mode.
@@ -247,9 +243,8 @@ def run(args):
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("--server", required=True)
-    parser.add_argument("--examples", required=True)
-    parser.add_argument("--shots", required=True)
+    for option in ("--server", "--examples", "--shots"):
+        parser.add_argument(option, required=True)
     args = parser.parse_args()
     args.examples = os.path.abspath(args.examples)
     os.makedirs(args.shots, exist_ok=True)

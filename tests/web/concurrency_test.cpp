@@ -7,37 +7,32 @@
 namespace zenfit::test {
 namespace {
 
-struct SessionRun {
-  std::vector<json> answers;  // each command's {"ok", "text"}
-  json state;
-  std::vector<std::string> files;
-  std::string error;
-};
-
-SessionRun analyse(int port, int index) {
-  SessionRun run;
+// Everything one session saw: each command's {"ok", "text"}, the state, the
+// files listed (its own file under one name), and any failure to upload or
+// download.
+json analyse(int port, int index) {
+  json run = {{"answers", json::array()}, {"files", json::array()}, {"errors", json::array()}};
   Client browser(port);
   browser.startSession();
   for (const char* name : {"run.dat", "stars.dat", "procs.dat"}) {
-    if (browser.upload(name, exampleFile(name)) != 200) run.error = std::string("upload ") + name;
+    if (browser.upload(name, exampleFile(name)) != 200) run["errors"].push_back(std::string("upload ") + name);
   }
   // A file of this session's own: no other may see it.
-  browser.upload("mine-" + std::to_string(index) + ".txt", std::to_string(index));
-  for (const char* line : {"INST stars", "INDAT run", "INPRO procs", "CALL GEM", "FIT", "FIT", "SLIST",
-                           "MASK 7", "FIT", "OUTMOD model", "OUTDAT active"}) {
+  const std::string mine = "mine-" + std::to_string(index) + ".txt";
+  browser.upload(mine, std::to_string(index));
+  for (const char* line : {"INST stars", "INDAT run", "INPRO procs", "CALL GEM", "FIT", "FIT", "SLIST", "MASK 7", "FIT",
+                           "OUTMOD model", "OUTDAT active"}) {
     json answer = browser.command(line);
     answer.erase("status");
-    run.answers.push_back(answer);
+    run["answers"].push_back(answer);
   }
-  run.state = browser.getJson("/api/state");
+  run["state"] = browser.getJson("/api/state");
   const json listing = browser.getJson("/api/files");
   for (const json& file : listing["files"]) {
-    std::string name = file["name"];
-    if (name == "mine-" + std::to_string(index) + ".txt") name = "mine";
-    run.files.push_back(name);
+    run["files"].push_back(file["name"] == mine ? "mine" : file["name"]);
   }
   const httplib::Result model = browser.get("/api/files/model.dat");
-  if (!model || model->status != 200) run.error = "no model.dat";
+  if (!model || model->status != 200) run["errors"].push_back("no model.dat");
   return run;
 }
 
@@ -46,28 +41,19 @@ TEST(WebSessions, TwentyAtOnceGiveIdenticalResultsWithoutCrossTalk) {
   options.threads = 24;
   TestServer server(options);
   constexpr int kSessions = 20;
-  std::vector<SessionRun> runs(kSessions);
+  std::vector<json> runs(kSessions);
   std::vector<std::thread> threads;
-  for (int i = 0; i < kSessions; ++i) {
-    threads.emplace_back([&, i] { runs[static_cast<std::size_t>(i)] = analyse(server.port, i); });
-  }
+  for (int i = 0; i < kSessions; ++i) threads.emplace_back([&, i] { runs[i] = analyse(server.port, i); });
   for (std::thread& thread : threads) thread.join();
 
   EXPECT_EQ(server.sessionFolders().size(), static_cast<std::size_t>(kSessions));
-  const SessionRun& first = runs[0];
-  EXPECT_EQ(first.error, "");
-  ASSERT_EQ(first.answers.size(), 11u);
-  for (const json& answer : first.answers) EXPECT_EQ(answer["ok"], true) << answer;
-  EXPECT_EQ(first.state["fit"]["stars"], 169);
-  EXPECT_EQ(first.files, (std::vector<std::string>{"active.dat", "mine", "model.dat", "procs.dat",
-                                                   "run.dat", "stars.dat"}));
-  for (int i = 1; i < kSessions; ++i) {
-    const SessionRun& run = runs[static_cast<std::size_t>(i)];
-    EXPECT_EQ(run.error, "") << i;
-    EXPECT_EQ(run.answers, first.answers) << "session " << i;
-    EXPECT_EQ(run.state, first.state) << "session " << i;
-    EXPECT_EQ(run.files, first.files) << "session " << i;
-  }
+  const json& first = runs[0];
+  EXPECT_EQ(first["errors"], json::array());
+  ASSERT_EQ(first["answers"].size(), 11u);
+  for (const json& answer : first["answers"]) EXPECT_EQ(answer["ok"], true) << answer;
+  EXPECT_EQ(first["state"]["fit"]["stars"], 169);
+  EXPECT_EQ(first["files"], json({"active.dat", "mine", "model.dat", "procs.dat", "run.dat", "stars.dat"}));
+  for (int i = 1; i < kSessions; ++i) EXPECT_EQ(runs[i], first) << "session " << i;
 }
 
 }  // namespace

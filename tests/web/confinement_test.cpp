@@ -12,13 +12,6 @@
 namespace zenfit::test {
 namespace {
 
-// The session's one folder below the server's data folder.
-std::filesystem::path onlyFolder(const TestServer& server) {
-  const auto folders = server.sessionFolders();
-  EXPECT_EQ(folders.size(), 1u);
-  return folders.empty() ? std::filesystem::path() : folders[0];
-}
-
 TEST(Confinement, NamesThatLeadOutAreRefused) {
   ScratchDir dir;
   const std::filesystem::path folder = dir.path();
@@ -62,32 +55,30 @@ TEST(Confinement, EveryFileCommandOfASessionStaysInItsFolder) {
   writeOrFail(outside, exampleFile("run.dat"));
   Client other(server.port);
   other.startSession();
-  const std::filesystem::path otherFolder = onlyFolder(server);
+  ASSERT_EQ(server.sessionFolders().size(), 1u);
+  const std::filesystem::path otherFolder = server.sessionFolders()[0];
   ASSERT_EQ(other.upload("stars.dat", exampleFile("stars.dat")), 200);
 
   Client browser(server.port);
   browser.startSession();
-  std::filesystem::path folder;
-  for (const auto& f : server.sessionFolders()) {
-    if (f != otherFolder && f != outside) folder = f;
-  }
-  ASSERT_FALSE(folder.empty());
+  auto folders = server.sessionFolders();
+  std::erase(folders, otherFolder);
+  ASSERT_EQ(folders.size(), 1u);
+  const std::filesystem::path folder = folders[0];
   ASSERT_EQ(browser.upload("run.dat", exampleFile("run.dat")), 200);
   // A link planted in the folder (no session can make one) must not lead out either.
   std::filesystem::create_symlink(outside, folder / "link.dat");
   std::filesystem::create_symlink(otherFolder, folder / "theirs");
 
   const std::string otherName = otherFolder.filename().string();
-  const std::vector<std::string> names = {
-      "../outside",  "../outside.dat", "/etc/passwd", server.data.string() + "/outside.dat",
-      "link",        "link.dat",       "theirs/stars", "../" + otherName + "/stars",
-      "./../outside", "sub/../../outside"};
-  const std::vector<std::string> commands = {"INDAT", "INST", "INMOD", "INPRO", "OUTDAT", "OUTMOD", "PLTON"};
+  const std::string names[] = {"../outside", "../outside.dat", "/etc/passwd", server.data.string() + "/outside.dat",
+                                "link", "link.dat", "theirs/stars", "../" + otherName + "/stars", "./../outside",
+                                "sub/../../outside"};
   ASSERT_EQ(browser.command("INDAT run")["ok"], true);
   ASSERT_EQ(browser.command("USE IH ID")["ok"], true);
   ASSERT_EQ(browser.command("FIT")["ok"], true);
   const json before = browser.getJson("/api/state");
-  for (const std::string& command : commands) {
+  for (const std::string command : {"INDAT", "INST", "INMOD", "INPRO", "OUTDAT", "OUTMOD", "PLTON"}) {
     for (const std::string& name : names) {
       const json answer = browser.command(command + " " + name);
       EXPECT_EQ(answer["ok"], false) << command << " " << name;
@@ -111,9 +102,8 @@ TEST(Confinement, EveryFileCommandOfASessionStaysInItsFolder) {
   EXPECT_FALSE(std::filesystem::exists(server.data / "SNEAKED.dat"));
 
   // Uploads and downloads take plain names only, and never follow a link.
-  for (const char* path : {"/api/files/..%2Foutside.dat", "/api/files/../outside.dat",
-                                  "/api/files/%2Fetc%2Fpasswd", "/api/files/theirs%2Fstars.dat",
-                                  "/api/files/..", "/api/files/~root"}) {
+  for (const char* path : {"/api/files/..%2Foutside.dat", "/api/files/../outside.dat", "/api/files/%2Fetc%2Fpasswd",
+                           "/api/files/theirs%2Fstars.dat", "/api/files/..", "/api/files/~root"}) {
     const httplib::Result up = browser.put(path, "overwritten");
     ASSERT_TRUE(up) << path;
     EXPECT_EQ(up->status, 403) << path << " " << up->body;

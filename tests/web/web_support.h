@@ -20,8 +20,7 @@ namespace zenfit::test {
 
 using nlohmann::json;
 
-inline std::string examplesDir() { return std::string(ZENFIT_SOURCE_DIR) + "/examples"; }
-inline std::string exampleFile(const std::string& name) { return readFile(examplesDir() + "/" + name); }
+inline std::string exampleFile(const std::string& name) { return readFile(ZENFIT_SOURCE_DIR "/examples/" + name); }
 inline void writeOrFail(const std::filesystem::path& path, const std::string& content) {
   std::ofstream file(path, std::ios::binary);
   file << content;
@@ -80,15 +79,12 @@ class Client {
     if (!cookie.empty()) extra.emplace("Cookie", cookie);
     return extra;
   }
-  httplib::Result get(const std::string& path, httplib::Headers extra = {}) {
-    return http_.Get(path, headers(std::move(extra)));
+  httplib::Result get(const std::string& path, httplib::Headers extra = {}) { return http_.Get(path, headers(extra)); }
+  httplib::Result post(const std::string& path, const std::string& body, const std::string& type = "application/json") {
+    return http_.Post(path, headers(), body, type);
   }
-  httplib::Result post(const std::string& path, const std::string& body,
-                       const std::string& type = "application/json", httplib::Headers extra = {}) {
-    return http_.Post(path, headers(std::move(extra)), body, type);
-  }
-  httplib::Result put(const std::string& path, const std::string& body, httplib::Headers extra = {}) {
-    return http_.Put(path, headers(std::move(extra)), body, "application/octet-stream");
+  httplib::Result put(const std::string& path, const std::string& body) {
+    return http_.Put(path, headers(), body, "application/octet-stream");
   }
   httplib::Result del(const std::string& path) { return http_.Delete(path, headers()); }
 
@@ -104,15 +100,10 @@ class Client {
     return json::parse(result->body)["text"].get<std::string>();
   }
   // POST /api/command: {"ok", "text"} (or an error body).
-  json command(const std::string& line) {
-    const httplib::Result result = post("/api/command", json{{"line", line}}.dump());
-    if (!result) return {{"transport", httplib::to_string(result.error())}};
-    json body = json::parse(result->body, nullptr, false);
-    body["status"] = result->status;
-    return body;
-  }
-  json getJson(const std::string& path) {
-    const httplib::Result result = get(path);
+  json command(const std::string& line) { return answer(post("/api/command", json{{"line", line}}.dump())); }
+  json getJson(const std::string& path) { return answer(get(path)); }
+  // The body with its HTTP status as "status".
+  static json answer(const httplib::Result& result) {
     if (!result) return {{"transport", httplib::to_string(result.error())}};
     json body = json::parse(result->body, nullptr, false);
     if (body.is_object()) body["status"] = result->status;
