@@ -1,22 +1,25 @@
 // Test support for the plot library: a small XML reader for the SVG pages,
-// the marks read back from them, and a recording device that keeps every
-// drawing call as data.
+// the markers read back from them or from a page's display list, and the
+// PNG pages decoded.
 #pragma once
+
+#include <cairo.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <map>
+#include <span>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "plot/cairo_render.h"
-#include "plot/chart_types.h"
 #include "plot/device.h"
+#include "plot/memory_device.h"
 
 namespace zenfit::plot::test {
 
@@ -25,179 +28,132 @@ namespace zenfit::plot::test {
 struct Element {
   std::string name;
   std::map<std::string, std::string> attributes;
-  std::string text;  // character data directly inside, entities decoded
   std::vector<Element> children;
 
   std::string attribute(const std::string& key) const {
     auto found = attributes.find(key);
     return found == attributes.end() ? std::string() : found->second;
   }
-  double number(const std::string& key) const { return std::stod(attribute(key)); }
 };
 
-// Reads a well-formed document (prolog, elements, attributes, character
-// data and the five predefined entities); throws on anything malformed, such
-// as a tag closed out of order.
-class XmlReader {
- public:
-  explicit XmlReader(std::string_view text) : text_(text) {}
-
-  Element document() {
-    skipSpace();
-    if (text_.substr(pos_, 5) == "<?xml") {
-      pos_ = text_.find("?>", pos_);
-      if (pos_ == std::string_view::npos) fail("unterminated prolog");
-      pos_ += 2;
-    }
-    skipSpace();
-    Element root = element();
-    skipSpace();
-    if (pos_ != text_.size()) fail("text after the root element");
-    return root;
-  }
-
- private:
-  [[noreturn]] void fail(const std::string& why) const {
-    throw std::runtime_error("XML: " + why + " at " + std::to_string(pos_));
-  }
-  void skipSpace() {
-    while (pos_ < text_.size() && std::isspace(static_cast<unsigned char>(text_[pos_]))) ++pos_;
-  }
-  std::string name() {
-    const std::size_t start = pos_;
-    while (pos_ < text_.size() && (std::isalnum(static_cast<unsigned char>(text_[pos_])) ||
-                                   text_[pos_] == ':' || text_[pos_] == '-' || text_[pos_] == '_')) {
-      ++pos_;
-    }
-    if (pos_ == start) fail("name expected");
-    return std::string(text_.substr(start, pos_ - start));
-  }
-  std::string decode(std::string_view raw) const {
+// Reads a well-formed document (a prolog, elements, quoted attributes,
+// character data and the five predefined entities); throws on anything
+// malformed, such as a tag closed out of order.
+inline Element parseSvg(const std::string& s) {
+  std::size_t i = 0;
+  const auto fail = [&](const std::string& why) { throw std::runtime_error("XML: " + why + " at " + std::to_string(i)); };
+  const auto find = [&](const char* what) {
+    const std::size_t at = s.find(what, i);
+    if (at == std::string::npos) fail(std::string("no ") + what + " to end what began");
+    return at;
+  };
+  const auto space = [&] {
+    while (i < s.size() && std::isspace(static_cast<unsigned char>(s[i]))) ++i;
+  };
+  const auto name = [&] {
+    const std::size_t start = i;
+    while (i < s.size() && (std::isalnum(static_cast<unsigned char>(s[i])) || (s[i] && std::strchr(":-_", s[i])))) ++i;
+    if (i == start) fail("name expected");
+    return s.substr(start, i - start);
+  };
+  const auto data = [&](std::size_t end) {  // character data up to `end`, entities decoded
+    static const std::map<std::string, char> kEntities = {
+        {"amp", '&'}, {"lt", '<'}, {"gt", '>'}, {"quot", '"'}, {"apos", '\''}};
     std::string out;
-    for (std::size_t i = 0; i < raw.size(); ++i) {
-      if (raw[i] == '<') fail("'<' in character data");
-      if (raw[i] != '&') {
-        out += raw[i];
+    for (; i < end; ++i) {
+      if (s[i] == '<') fail("'<' in character data");
+      if (s[i] != '&') {
+        out += s[i];
         continue;
       }
-      const std::size_t end = raw.find(';', i);
-      if (end == std::string_view::npos) fail("unterminated entity");
-      const std::string_view entity = raw.substr(i + 1, end - i - 1);
-      if (entity == "amp") out += '&';
-      else if (entity == "lt") out += '<';
-      else if (entity == "gt") out += '>';
-      else if (entity == "quot") out += '"';
-      else if (entity == "apos") out += '\'';
-      else fail("unknown entity");
-      i = end;
+      const std::size_t semi = find(";");
+      const auto entity = kEntities.find(s.substr(i + 1, semi - i - 1));
+      if (semi > end || entity == kEntities.end()) fail("unknown entity");
+      out += entity->second;
+      i = semi;
     }
     return out;
-  }
-  Element element() {
-    if (text_[pos_] != '<') fail("'<' expected");
-    ++pos_;
-    Element e;
-    e.name = name();
+  };
+  Element root;
+  std::vector<Element> open;  // the elements not yet closed
+  const auto close = [&] {
+    Element done = std::move(open.back());
+    open.pop_back();
+    (open.empty() ? root : open.back().children.emplace_back()) = std::move(done);
+  };
+  space();
+  if (s.compare(i, 5, "<?xml") == 0) i = find("?>") + 2;
+  space();
+  do {
+    if (!open.empty()) data(find("<"));
+    if (!open.empty() && s.compare(i, 2, "</") == 0) {
+      i += 2;
+      if (name() != open.back().name) fail("element " + open.back().name + " closed out of order");
+      space();
+      if (s.compare(i, 1, ">") != 0) fail("'>' expected");
+      ++i;
+      close();
+      continue;
+    }
+    if (s.compare(i, 1, "<") != 0) fail("'<' expected");
+    ++i;
+    open.push_back({name(), {}, {}});
     for (;;) {
-      skipSpace();
-      if (pos_ >= text_.size()) fail("unterminated tag");
-      if (text_.substr(pos_, 2) == "/>") {
-        pos_ += 2;
-        return e;
-      }
-      if (text_[pos_] == '>') {
-        ++pos_;
+      space();
+      if (s.compare(i, 2, "/>") == 0) {
+        i += 2;
+        close();
         break;
       }
+      if (s.compare(i, 1, ">") == 0 && ++i) break;
       const std::string key = name();
-      if (text_.substr(pos_, 2) != "=\"") fail("attribute value expected");
-      pos_ += 2;
-      const std::size_t end = text_.find('"', pos_);
-      if (end == std::string_view::npos) fail("unterminated attribute");
-      if (!e.attributes.emplace(key, decode(text_.substr(pos_, end - pos_))).second) {
-        fail("repeated attribute " + key);
-      }
-      pos_ = end + 1;
+      if (s.compare(i, 2, "=\"") != 0) fail("attribute value expected");
+      i += 2;
+      std::string value = data(find("\""));
+      ++i;
+      if (!open.back().attributes.emplace(key, std::move(value)).second) fail("repeated attribute " + key);
     }
-    for (;;) {
-      const std::size_t next = text_.find('<', pos_);
-      if (next == std::string_view::npos) fail("unterminated element " + e.name);
-      e.text += decode(text_.substr(pos_, next - pos_));
-      pos_ = next;
-      if (text_.substr(pos_, 2) == "</") {
-        pos_ += 2;
-        if (name() != e.name) fail("element " + e.name + " closed out of order");
-        skipSpace();
-        if (text_[pos_] != '>') fail("'>' expected");
-        ++pos_;
-        return e;
-      }
-      e.children.push_back(element());
-    }
-  }
-
-  std::string_view text_;
-  std::size_t pos_ = 0;
-};
-
-inline Element parseSvg(const std::string& svg) { return XmlReader(svg).document(); }
+  } while (!open.empty());
+  space();
+  if (i != s.size()) fail("text after the root element");
+  return root;
+}
 
 // Every element below `root` with the given name, in document order.
-inline void collect(const Element& root, const std::string& name, std::vector<const Element*>& out) {
-  for (const Element& child : root.children) {
-    if (child.name == name) out.push_back(&child);
-    collect(child, name, out);
-  }
-}
 inline std::vector<const Element*> all(const Element& root, const std::string& name) {
   std::vector<const Element*> out;
-  collect(root, name, out);
+  for (const Element& child : root.children) {
+    if (child.name == name) out.push_back(&child);
+    for (const Element* below : all(child, name)) out.push_back(below);
+  }
   return out;
 }
 
-// A marker read back from an SVG page: cairo writes each marker set's shape
-// once as a glyph (a symbol whose outline is centred on its origin), and
-// each marker as a <use> of it at the marker's centre, inside a group that
-// gives the pen's colour.
-struct SvgMarker {
+// ---- Markers ----------------------------------------------------------------
+
+struct Marker {
   double x, y;         // the centre, page units
   std::string shape;   // "circle", "triangle", "square"
   std::string colour;  // "#RRGGBB"
   bool filled;         // false: a ring, the outline of the shape
-  double size;         // the glyph's width
+  double size;         // across
 };
 
-// "rgb(0%,44.705882%,69.803922%)" as "#0072B2".
-inline std::string hexOfSvgColour(const std::string& rgb) {
-  double channel[3] = {};
-  if (std::sscanf(rgb.c_str(), "rgb(%lf%%,%lf%%,%lf%%)", &channel[0], &channel[1], &channel[2]) != 3) {
-    return rgb;
-  }
-  char hex[8];
-  std::snprintf(hex, sizeof hex, "#%02X%02X%02X", static_cast<int>(std::lround(channel[0] * 2.55)),
-                static_cast<int>(std::lround(channel[1] * 2.55)), static_cast<int>(std::lround(channel[2] * 2.55)));
-  return hex;
+inline std::span<const Point> pointsOf(const Page& page, const Op& op) {
+  return {page.points.data() + op.first, op.count};
 }
 
-// The value of one property of an SVG style attribute ("" when absent).
-inline std::string styleProperty(const std::string& style, const std::string& name) {
-  std::size_t at = 0;
-  while ((at = style.find(name + ":", at)) != std::string::npos) {
-    if (at == 0 || style[at - 1] == ';' || style[at - 1] == ' ') {
-      const std::size_t start = at + name.size() + 1;
-      return style.substr(start, style.find(';', start) - start);
+// The markers of a page's display list, exactly as the chart drew them.
+inline std::vector<Marker> pageMarkers(const Page& page) {
+  static const char* const kShapes[] = {"circle", "triangle", "square", "diamond"};
+  std::vector<Marker> out;
+  for (const Op& op : page.ops) {
+    if (op.kind != Op::Kind::Markers) continue;
+    for (const Point& p : pointsOf(page, op)) {
+      out.push_back({p.x, p.y, kShapes[static_cast<int>(op.shape)], penHex(op.pen), op.filled, op.size});
     }
-    at += name.size();
   }
-  return {};
-}
-
-inline const Element* elementWithId(const Element& root, const std::string& id) {
-  for (const Element& child : root.children) {
-    if (child.attribute("id") == id) return &child;
-    if (const Element* found = elementWithId(child, id)) return found;
-  }
-  return nullptr;
+  return out;
 }
 
 // An outline read from a symbol's path data: its box and its contours.
@@ -211,55 +167,68 @@ inline Outline outlineOf(const std::string& d) {
   Outline o;
   std::istringstream in(d);
   std::string token;
-  char command = 0;
-  bool drawing = false;
-  std::vector<double> pending;
+  bool drawing = false, haveX = false;
+  double x = 0;
   while (in >> token) {
-    if (std::isalpha(static_cast<unsigned char>(token[0]))) {
-      command = token[0];
-      if (command == 'M') drawing = false;
-      if ((command == 'L' || command == 'C') && !drawing) drawing = true, ++o.contours;
-      if (command == 'L' && o.contours == 1) ++o.corners;
-      if (command == 'C') o.curved = true;
+    const char command = token[0];
+    if (!std::isalpha(static_cast<unsigned char>(command))) {
+      const double v = std::stod(token);
+      if (!haveX) x = v;
+      else o.xMin = std::min(o.xMin, x), o.xMax = std::max(o.xMax, x), o.yMin = std::min(o.yMin, v), o.yMax = std::max(o.yMax, v);
+      haveX = !haveX;
       continue;
     }
-    pending.push_back(std::stod(token));
-    if (pending.size() == 2) {
-      o.xMin = std::min(o.xMin, pending[0]), o.xMax = std::max(o.xMax, pending[0]);
-      o.yMin = std::min(o.yMin, pending[1]), o.yMax = std::max(o.yMax, pending[1]);
-      pending.clear();
-    }
+    if (command == 'M') drawing = false;
+    if ((command == 'L' || command == 'C') && !drawing) drawing = true, ++o.contours;
+    if (command == 'L' && o.contours == 1) ++o.corners;
+    o.curved |= command == 'C';
   }
   return o;
 }
 
-// A glyph is a marker's when its origin (the marker's centre) lies well
-// inside its box; a letter's origin is on its baseline at its left.
-inline bool isMarkerGlyph(const Outline& o) {
-  const double w = o.xMax - o.xMin, h = o.yMax - o.yMin;
-  return w > 0 && h > 0 && o.xMin < -0.3 * w && o.xMax > 0.3 * w && o.yMin < -0.2 * h && o.yMax > 0.2 * h;
-}
-
-inline std::vector<SvgMarker> svgMarkers(const Element& svg) {
+// The markers of an SVG page: cairo writes each marker set's shape once as a
+// glyph (a symbol whose outline is centred on its origin; a letter's origin
+// is on its baseline at its left), and each marker as a <use> of it at the
+// marker's centre, inside a group whose fill, "rgb(0%,44.705882%,69.803922%)",
+// gives the pen's colour.
+inline std::vector<Marker> svgMarkers(const Element& svg) {
   std::map<std::string, Outline> glyphs;
   for (const Element* symbol : all(svg, "symbol")) {
     const std::vector<const Element*> paths = all(*symbol, "path");
     if (paths.size() == 1) glyphs["#" + symbol->attribute("id")] = outlineOf(paths[0]->attribute("d"));
   }
-  std::vector<SvgMarker> markers;
+  std::vector<Marker> markers;
   for (const Element* group : all(svg, "g")) {
-    const std::string colour = hexOfSvgColour(styleProperty(group->attribute("style"), "fill"));
+    const std::string style = group->attribute("style");
+    double rgb[3] = {};
+    const std::size_t fill = style.find("fill:rgb(");
+    if (fill == std::string::npos ||
+        std::sscanf(style.c_str() + fill, "fill:rgb(%lf%%,%lf%%,%lf%%)", &rgb[0], &rgb[1], &rgb[2]) != 3) {
+      continue;
+    }
+    char colour[8];
+    std::snprintf(colour, sizeof colour, "#%02X%02X%02X", static_cast<int>(std::lround(rgb[0] * 2.55)),
+                  static_cast<int>(std::lround(rgb[1] * 2.55)), static_cast<int>(std::lround(rgb[2] * 2.55)));
     for (const Element& use : group->children) {
-      if (use.name != "use") continue;
       const auto glyph = glyphs.find(use.attribute("xlink:href"));
-      if (glyph == glyphs.end() || !isMarkerGlyph(glyph->second)) continue;
+      if (use.name != "use" || glyph == glyphs.end()) continue;
       const Outline& o = glyph->second;
+      const double w = o.xMax - o.xMin, h = o.yMax - o.yMin;
+      if (!(w > 0 && h > 0 && o.xMin < -0.3 * w && o.xMax > 0.3 * w && o.yMin < -0.2 * h && o.yMax > 0.2 * h)) continue;
       const std::string shape = o.curved ? "circle" : o.corners == 2 ? "triangle" : "square";
-      markers.push_back({use.number("x"), use.number("y"), shape, colour, o.contours == 1, o.xMax - o.xMin});
+      markers.push_back({std::stod(use.attribute("x")), std::stod(use.attribute("y")), shape, colour,
+                         o.contours == 1, w});
     }
   }
   return markers;
 }
+
+inline bool inside(const Rect& r, double x, double y, double tolerance = 1e-6) {
+  return x >= r.x - tolerance && x <= r.right() + tolerance && y >= r.y - tolerance &&
+         y <= r.bottom() + tolerance;
+}
+
+// ---- Documents ----------------------------------------------------------------
 
 // How often `needle` occurs in `text`.
 inline int occurrences(const std::string& text, const std::string& needle) {
@@ -273,138 +242,38 @@ inline int pdfPages(const std::string& pdf) {
   return occurrences(pdf, "/Type /Page") - occurrences(pdf, "/Type /Pages");
 }
 
-inline bool inside(const Rect& r, double x, double y, double tolerance = 1e-6) {
-  return x >= r.x - tolerance && x <= r.right() + tolerance && y >= r.y - tolerance &&
-         y <= r.bottom() + tolerance;
-}
-
-// ---- A recording device ----------------------------------------------------
-
-struct RecordedMarkers {
-  std::vector<Point> centres;
-  MarkerShape shape;
-  double size;
-  bool filled;
-  int pen;
-};
-struct RecordedText {
-  Point at;
-  std::string text;
-  HAlign h;
-  VAlign v;
-  double angle;
-  int font;
-  double size;
-  int pen;
-  double width;  // measured when drawn
-};
-struct RecordedLine {
-  Segment segment;
-  int pen;
-  Dash dash;
-  bool clipped;  // drawn while a clip was set
-};
-struct RecordedRect {
-  Rect rect;
-  int pen;
-  bool filled;
-};
-
-class RecordingDevice : public GraphicsDevice {
- public:
-  explicit RecordingDevice(double width = 720.0, double height = 540.0) : width_(width), height_(height) {}
-
-  Rect page() const override { return {0.0, 0.0, width_, height_}; }
-  void beginPlot(const Rect& zone, ClearMode mode) override {
-    ++plots;
-    zones.push_back(zone);
-    modes.push_back(mode);
+// A PNG page decoded, released when done.
+struct Image {
+  explicit Image(const std::string& png) {
+    std::pair<const std::string*, std::size_t> source{&png, 0};
+    surface = cairo_image_surface_create_from_png_stream(
+        [](void* closure, unsigned char* data, unsigned int length) {
+          auto* s = static_cast<std::pair<const std::string*, std::size_t>*>(closure);
+          if (s->second + length > s->first->size()) return CAIRO_STATUS_READ_ERROR;
+          std::copy_n(s->first->data() + s->second, length, data);
+          s->second += length;
+          return CAIRO_STATUS_SUCCESS;
+        },
+        &source);
   }
-  void endPlot() override { ++ended; }
-  void setPen(int pen) override { pen_ = pen; }
-  void setLineWidth(double) override {}
-  void setDash(Dash dash) override { dash_ = dash; }
-  void setFont(int font, double size) override {
-    font_ = font;
-    size_ = size;
+  ~Image() { cairo_surface_destroy(surface); }
+  Image(const Image&) = delete;
+  Image& operator=(const Image&) = delete;
+  bool ok() const { return cairo_surface_status(surface) == CAIRO_STATUS_SUCCESS; }
+  int width() const { return cairo_image_surface_get_width(surface); }
+  int height() const { return cairo_image_surface_get_height(surface); }
+  unsigned pixel(int x, int y) const {  // 0xRRGGBB
+    const unsigned char* row = cairo_image_surface_get_data(surface) + y * cairo_image_surface_get_stride(surface);
+    return reinterpret_cast<const std::uint32_t*>(row)[x] & 0xFFFFFF;
   }
-  double textWidth(std::string_view text) const override {
-    return measure_.width(font_, size_, std::string(text));
-  }
-  void polyline(std::span<const Point> points, bool) override {
-    for (std::size_t i = 1; i < points.size(); ++i) lines.push_back({{points[i - 1], points[i]}, pen_, dash_, depth_ > 0});
-  }
-  void segments(std::span<const Segment> list) override {
-    for (const Segment& s : list) lines.push_back({s, pen_, dash_, depth_ > 0});
-  }
-  void arrows(std::span<const Segment> list, double) override {
-    for (const Segment& s : list) arrowList.push_back({s, pen_, dash_, depth_ > 0});
-  }
-  void markers(std::span<const Point> centres, MarkerShape shape, double size, bool filled) override {
-    markerSets.push_back({{centres.begin(), centres.end()}, shape, size, filled, pen_});
-  }
-  void circle(Point centre, double radius, bool filled) override {
-    circles.push_back({{centre.x - radius, centre.y - radius, 2 * radius, 2 * radius}, pen_, filled});
-  }
-  void fillRect(const Rect& rect, double) override { rects.push_back({rect, pen_, true}); }
-  void strokeRect(const Rect& rect) override { rects.push_back({rect, pen_, false}); }
-  void text(Point at, std::string_view text, HAlign h, VAlign v, double angle) override {
-    texts.push_back({at, std::string(text), h, v, angle, font_, size_, pen_, textWidth(text)});
-  }
-  void clip(const Rect& rect) override {
-    clips.push_back(rect);
-    ++depth_;
-  }
-  void unclip() override { depth_ = std::max(0, depth_ - 1); }
-  using GraphicsDevice::text;
-
-  // The markers of every set drawn with this pen, shape and fill.
-  std::vector<Point> markersOf(int pen, MarkerShape shape, bool filled) const {
-    std::vector<Point> out;
-    for (const RecordedMarkers& set : markerSets) {
-      if (set.pen == pen && set.shape == shape && set.filled == filled) {
-        out.insert(out.end(), set.centres.begin(), set.centres.end());
-      }
+  int inked() const {  // pixels that are not white
+    int n = 0;
+    for (int y = 0; y < height(); ++y) {
+      for (int x = 0; x < width(); ++x) n += pixel(x, y) != 0xFFFFFF;
     }
-    return out;
+    return n;
   }
-  bool hasText(const std::string& text) const {
-    for (const RecordedText& t : texts) {
-      if (t.text == text) return true;
-    }
-    return false;
-  }
-  // The box a text covers on the page (capitals to descenders; accents
-  // reach a little higher).
-  static Rect textBox(const RecordedText& t) {
-    const double along0 = t.h == HAlign::Left ? 0.0 : t.h == HAlign::Centre ? -t.width / 2 : -t.width;
-    const double base = baselineOffset(t.v, t.size);
-    const double top = base - 0.95 * t.size, bottom = base + kDescent * t.size;
-    if (t.angle == 0.0) return {t.at.x + along0, t.at.y + top, t.width, bottom - top};
-    // Turned a quarter counter-clockwise: along runs up, "down" runs right.
-    return {t.at.x + top, t.at.y - along0 - t.width, bottom - top, t.width};
-  }
-
-  int plots = 0;
-  int ended = 0;
-  std::vector<Rect> zones;
-  std::vector<ClearMode> modes;
-  std::vector<RecordedMarkers> markerSets;
-  std::vector<RecordedText> texts;
-  std::vector<RecordedLine> lines;
-  std::vector<RecordedLine> arrowList;
-  std::vector<RecordedRect> rects;
-  std::vector<RecordedRect> circles;
-  std::vector<Rect> clips;
-
- private:
-  double width_, height_;
-  int pen_ = 1;
-  Dash dash_ = Dash::Solid;
-  int depth_ = 0;
-  int font_ = 1;
-  double size_ = 10.0;
-  mutable TextMeasure measure_;
+  cairo_surface_t* surface;
 };
 
 }  // namespace zenfit::plot::test
