@@ -75,13 +75,8 @@ TEST_F(PlotCommands, GcMarksEveryObservationWhereItsResidualsPutIt) {
   // Each panel draws the masked (hollow, offpoints grey), then those in use
   // (filled, points blue); over the pole as triangles; each group in list order.
   std::vector<const Reference*> order;
-  for (bool active : {false, true}) {
-    for (bool pole : {false, true}) {
-      for (const Reference& s : stars) {
-        if (s.active == active && s.row.overPole == pole) order.push_back(&s);
-      }
-    }
-  }
+  for (const Reference& s : stars) order.push_back(&s);
+  std::ranges::stable_sort(order, {}, [](const Reference* s) { return std::pair(s->active, s->row.overPole); });
   EXPECT_EQ(std::count_if(stars.begin(), stars.end(), [](const Reference& s) { return !s.active; }), 4);
   // Panels: dX against hour angle and declination, then dD; linear axes,
   // x growing to the right and y upwards, each marker within half a unit
@@ -143,6 +138,23 @@ TEST_F(PlotCommands, PdfAndPostScriptHoldOnePagePerPlotWrittenWhenClosed) {
   EXPECT_EQ(run("GHYST"), "* GHYST\nPlot drawn on page 1 of zenfit.ps (written at PLTOFF or END)\n");
   EXPECT_EQ(run("END"), "* END\n\n\n* END OF SESSION *\n\n\nzenfit.ps written with 1 page\n");
   EXPECT_NE(dir.read("zenfit.ps").find("%%Pages: 1"), std::string::npos);
+
+  // The initialisation file names the hard copy, the pens and the fonts; a
+  // graphics device that names a plot file is where plots go by default.
+  dir.write("zenfit.ini", "GRAPHICS_HARDCOPY  Night.PDF\nPEN_POINTS 4\nPEN_OFFPOINTS 9\nFONT_LABELS 2\nEND\n");
+  zenfit = std::make_unique<Interpreter>(dir.path());
+  ASSERT_TRUE(ok("INDAT run") && ok("PLTON"));
+  EXPECT_EQ(run("GDIST"), "* GDIST\nPlot drawn on page 1 of Night.PDF (written at PLTOFF or END)\n");
+  for (const plot::Op& op : page().ops) {
+    EXPECT_TRUE(op.kind != plot::Op::Kind::Markers || op.count < 50 || op.pen == 4);
+    EXPECT_TRUE(op.kind != plot::Op::Kind::Text || op.text.rfind("Observed", 0) != 0 || op.font == 2) << op.text;
+  }
+  zenfit.reset();  // the engine's shutdown writes the document
+  EXPECT_EQ(dir.read("Night.PDF").rfind("%PDF-", 0), 0u);
+  dir.write("zenfit.ini", "GRAPHICS_DEVICE_NAME screen.svg\nEND\n");
+  zenfit = std::make_unique<Interpreter>(dir.path());
+  ASSERT_TRUE(ok("INDAT run"));
+  EXPECT_EQ(run("GMAP"), "* GMAP\nPlot written to screen-001.svg\n");
 }
 
 TEST_F(PlotCommands, RefusalsSayWhyAndFail) {
@@ -179,15 +191,11 @@ TEST_F(PlotCommands, SettingsReachThePage) {
   using Kind = plot::Op::Kind;
   const auto texts = [&] {
     std::vector<plot::Op> out;
-    std::copy_if(page().ops.begin(), page().ops.end(), std::back_inserter(out),
-                 [](const plot::Op& op) { return op.kind == Kind::Text; });
+    std::ranges::copy_if(page().ops, std::back_inserter(out), [](auto& op) { return op.kind == Kind::Text; });
     return out;
   };
-  const auto smallest = [](const std::vector<Marker>& markers) {
-    return std::min_element(markers.begin(), markers.end(), [](auto& a, auto& b) { return a.size < b.size; })->size;
-  };
-  ASSERT_TRUE(ok("PLTON s.svg"));
-  ASSERT_TRUE(ok("G DD D"));
+  const auto smallest = [](const std::vector<Marker>& markers) { return std::ranges::min(markers, {}, &Marker::size).size; };
+  ASSERT_TRUE(ok("PLTON s.svg") && ok("G DD D"));
   const double defaultSize = smallest(dataMarkers(dir.read("s-001.svg")));
   const std::string caption = zenfit->engine().run.caption;
   ASSERT_EQ(texts().at(0).text, caption);  // the caption on top
@@ -230,41 +238,12 @@ TEST_F(PlotCommands, SettingsReachThePage) {
   // the first, no clearing for the second.
   ASSERT_TRUE(ok("PLTZ 0 0 0.5 1"));
   EXPECT_EQ(run("GDIST"), "* GDIST\nPlot written to s-006.svg\n");
-  ASSERT_TRUE(ok("CLRNG OFF"));
-  ASSERT_TRUE(ok("PLTZ 0.5 0 1 1"));
+  ASSERT_TRUE(ok("CLRNG OFF") && ok("PLTZ 0.5 0 1 1"));
   EXPECT_EQ(run("GDIST E"), "* GDIST E\nPlot written to s-006.svg\n");
   const std::vector<Marker> both = dataMarkers(dir.read("s-006.svg"));
   EXPECT_TRUE(std::any_of(both.begin(), both.end(), [](const Marker& m) { return m.x < 360; }));
   EXPECT_TRUE(std::any_of(both.begin(), both.end(), [](const Marker& m) { return m.x > 360; }));
   EXPECT_FALSE(dir.exists("s-007.svg"));
-}
-
-TEST(PlotDevices, TheInitialisationFileNamesTheDevices) {
-  ScratchDir dir;
-  dir.copyFrom(ZENFIT_SOURCE_DIR "/examples");
-  dir.write("zenfit.ini", "GRAPHICS_HARDCOPY  Night.PDF\nPEN_POINTS 4\nPEN_OFFPOINTS 9\nFONT_LABELS 2\nEND\n");
-  {
-    Interpreter zenfit(dir.path());
-    ASSERT_TRUE(zenfit.run("INDAT run").ok);
-    EXPECT_EQ(zenfit.run("PLTON").text, "* PLTON\n");
-    EXPECT_EQ(zenfit.run("GDIST").text, "* GDIST\nPlot drawn on page 1 of Night.PDF (written at PLTOFF or END)\n");
-    const plot::Page& page = zenfit.engine().plot.lastPage;
-    for (const plot::Op& op : page.ops) {
-      if (op.kind == plot::Op::Kind::Markers && op.count > 50) {
-        EXPECT_EQ(op.pen, 4);
-      }
-      if (op.kind == plot::Op::Kind::Text && op.text.rfind("Observed", 0) == 0) {
-        EXPECT_EQ(op.font, 2);
-      }
-    }
-  }  // the engine's shutdown writes the document
-  EXPECT_EQ(dir.read("Night.PDF").rfind("%PDF-", 0), 0u);
-
-  // A graphics device that names a plot file is where plots go by default.
-  dir.write("zenfit.ini", "GRAPHICS_DEVICE_NAME screen.svg\nEND\n");
-  Interpreter zenfit(dir.path());
-  ASSERT_TRUE(zenfit.run("INDAT run").ok);
-  EXPECT_EQ(zenfit.run("GMAP").text, "* GMAP\nPlot written to screen-001.svg\n");
 }
 
 TEST(PlotDevices, GsmapDrawsTheModelsOwnCorrections) {
@@ -274,8 +253,8 @@ TEST(PlotDevices, GsmapDrawsTheModelsOwnCorrections) {
   Interpreter zenfit(dir.path());
   for (const char* line : {"PERFCT 30", "USE IH", "IH 30", "PLTON map.svg"}) ASSERT_TRUE(zenfit.run(line).ok) << line;
   EXPECT_EQ(zenfit.run("GSMAP E 3600").text, "* GSMAP E 3600\nPlot written to map-001.svg\n");
-  const plot::Page& page = zenfit.engine().plot.lastPage;
   const Engine& engine = zenfit.engine();
+  const plot::Page& page = engine.plot.lastPage;
   std::vector<double> ratio;
   for (const plot::Op& op : page.ops) {
     if (op.kind != plot::Op::Kind::Arrows || op.count < 4) continue;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -52,27 +53,18 @@ struct MarkerChart {
 std::vector<MarkerChart> markerCharts() {
   using Q = Quantity;
   return {
-      {"G DX H", [](GraphicsDevice& d, auto p, const Style& s) { return drawQuantities(d, p, s, Q::DX, Q::H); },
-       {{Q::H, Q::DX}}},
-      {"G DR N", [](GraphicsDevice& d, auto p, const Style& s) { return drawQuantities(d, p, s, Q::DR, Q::N); },
-       {{Q::N, Q::DR}}},
-      {"G Z A", [](GraphicsDevice& d, auto p, const Style& s) { return drawQuantities(d, p, s, Q::Z, Q::A); },
-       {{Q::A, Q::Z}}},
-      {"GC", [](GraphicsDevice& d, auto p, const Style& s) { return drawEquatorialResiduals(d, p, s); },
-       {{Q::H, Q::DX}, {Q::D, Q::DX}, {Q::H, Q::DD}, {Q::D, Q::DD}}},
-      {"GAM", [](GraphicsDevice& d, auto p, const Style& s) { return drawAltazResiduals(d, p, s); },
-       {{Q::A, Q::DS}, {Q::Z, Q::DS}, {Q::A, Q::DZ}, {Q::Z, Q::DZ}}},
-      {"GSCAT", [](GraphicsDevice& d, auto p, const Style& s) { return drawScatter(d, p, s); },
-       {{Q::DX, Q::DD}}},
-      {"GSCAT H", [](GraphicsDevice& d, auto p, const Style& s) { return drawScatter(d, p, s, {.horizon = true}); },
-       {{Q::DS, Q::DZ}}},
-      {"GDIST", [](GraphicsDevice& d, auto p, const Style& s) { return drawDistribution(d, p, s); }, {}},
-      {"GDIST E", [](GraphicsDevice& d, auto p, const Style& s) { return drawDistribution(d, p, s, SkyPlot::Equatorial); },
-       {{Q::H, Q::D}}},
-      {"GMAP", [](GraphicsDevice& d, auto p, const Style& s) { return drawVectorMap(d, p, s); }, {}, 0.6},
-      {"GMAP E", [](GraphicsDevice& d, auto p, const Style& s) { return drawVectorMap(d, p, s, {.sky = SkyPlot::Equatorial}); },
-       {{Q::H, Q::D}}, 0.6},
-      {"GHYST", [](GraphicsDevice& d, auto p, const Style& s) { return drawHistograms(d, p, s); }, {}},
+      {"G DX H", [](auto& d, auto p, auto& s) { return drawQuantities(d, p, s, Q::DX, Q::H); }, {{Q::H, Q::DX}}},
+      {"G DR N", [](auto& d, auto p, auto& s) { return drawQuantities(d, p, s, Q::DR, Q::N); }, {{Q::N, Q::DR}}},
+      {"G Z A", [](auto& d, auto p, auto& s) { return drawQuantities(d, p, s, Q::Z, Q::A); }, {{Q::A, Q::Z}}},
+      {"GC", [](auto& d, auto p, auto& s) { return drawEquatorialResiduals(d, p, s); }, {{Q::H, Q::DX}, {Q::D, Q::DX}, {Q::H, Q::DD}, {Q::D, Q::DD}}},
+      {"GAM", [](auto& d, auto p, auto& s) { return drawAltazResiduals(d, p, s); }, {{Q::A, Q::DS}, {Q::Z, Q::DS}, {Q::A, Q::DZ}, {Q::Z, Q::DZ}}},
+      {"GSCAT", [](auto& d, auto p, auto& s) { return drawScatter(d, p, s); }, {{Q::DX, Q::DD}}},
+      {"GSCAT H", [](auto& d, auto p, auto& s) { return drawScatter(d, p, s, {.horizon = true}); }, {{Q::DS, Q::DZ}}},
+      {"GDIST", [](auto& d, auto p, auto& s) { return drawDistribution(d, p, s); }, {}},
+      {"GDIST E", [](auto& d, auto p, auto& s) { return drawDistribution(d, p, s, SkyPlot::Equatorial); }, {{Q::H, Q::D}}},
+      {"GMAP", [](auto& d, auto p, auto& s) { return drawVectorMap(d, p, s); }, {}, 0.6},
+      {"GMAP E", [](auto& d, auto p, auto& s) { return drawVectorMap(d, p, s, {.sky = SkyPlot::Equatorial}); }, {{Q::H, Q::D}}, 0.6},
+      {"GHYST", [](auto& d, auto p, auto& s) { return drawHistograms(d, p, s); }, {}},
   };
 }
 
@@ -105,10 +97,7 @@ std::vector<const Op*> opsOf(const Page& page, std::initializer_list<Op::Kind> k
 }
 
 bool hasText(const Page& page, const std::string& text) {
-  for (const Op* op : opsOf(page, {Op::Kind::Text})) {
-    if (op->text == text) return true;
-  }
-  return false;
+  return std::ranges::any_of(opsOf(page, {Op::Kind::Text}), [&](const Op* op) { return op->text == text; });
 }
 
 std::vector<Segment> arrowsOf(const Page& page) {
@@ -148,14 +137,11 @@ TEST(Charts, EachObservationHasOneMarkerOfItsLookWhereItsValuesPutIt) {
           ++expected[p.active][p.overPole];
           EXPECT_LE(nearest(looks[p.active][p.overPole], places[k](p)), tolerance) << "observation " << p.number;
         }
-        for (int a = 0; a < 2; ++a) {
-          for (int o = 0; o < 2; ++o) EXPECT_EQ(looks[a][o].size(), expected[a][o]);
-        }
+        for (int a = 0; a < 4; ++a) EXPECT_EQ(looks[a / 2][a % 2].size(), expected[a / 2][a % 2]);
         EXPECT_TRUE(expected[0][0] > 0 && expected[1][1] > 0);  // the run has every look
       }
     }
-    // Every marker is drawn at the style's size.
-    for (const Marker& m : drawnMarkers) {
+    for (const Marker& m : drawnMarkers) {  // at the style's size
       for (const Panel& panel : drawn.panels) {
         EXPECT_TRUE(!inside(panel.area, m.x, m.y) || std::fabs(m.size - chart.sizeFactor * 0.008 * 540) < 1e-9) << m.size;
       }
@@ -163,73 +149,65 @@ TEST(Charts, EachObservationHasOneMarkerOfItsLookWhereItsValuesPutIt) {
   }
 }
 
-TEST(Charts, AxesHoldAllTheDataAndTickAtRoundValues) {
+// (That the axes hold all the data the marker test shows: a marker outside
+// its box is not counted there.)
+TEST(Charts, ResidualAxesAreSymmetricAndTicksRound) {
   for (const MarkerChart& chart : markerCharts()) {
     if (chart.panels.empty()) continue;
     SCOPED_TRACE(chart.name);
     MemoryDevice device;
     const Chart drawn = chart.draw(device, run(), Style{});
     for (std::size_t k = 0; k < chart.panels.size(); ++k) {
-      const Panel& panel = drawn.panels[k];
-      const auto [x, y] = chart.panels[k];
-      for (const ObservationPoint& p : run()) {
-        EXPECT_GE(valueOf(p, x), panel.xMin);
-        EXPECT_LE(valueOf(p, x), panel.xMax);
-        EXPECT_GE(valueOf(p, y), panel.yMin);
-        EXPECT_LE(valueOf(p, y), panel.yMax);
-      }
-      // Residual axes are symmetric about zero.
+      const Quantity y = chart.panels[k].second;
       if (y == Quantity::DX || y == Quantity::DD || y == Quantity::DS || y == Quantity::DZ) {
-        EXPECT_DOUBLE_EQ(panel.yMin, -panel.yMax);
+        EXPECT_DOUBLE_EQ(drawn.panels[k].yMin, -drawn.panels[k].yMax);
       }
     }
-    // Tick labels below and beside each box: evenly spaced by a round step
-    // (1, 2 or 5 times a power of ten; for hours also 3 and 6, for degrees
-    // 15, 30, 45 and 90), with a true minus sign, each where its value maps.
+    // Tick labels below and beside each box, each where its value maps, with
+    // a true minus sign, evenly spaced by a round step (1, 2 or 5 times a
+    // power of ten; for hours also 3 and 6, for degrees 15, 30, 45 and 90).
     for (const Panel& panel : drawn.panels) {
       const Rect& a = panel.area;
-      std::vector<double> xs, ys;
+      std::vector<double> ticks[2];  // below, beside
       for (const Op* t : opsOf(device.currentPage(), {Op::Kind::Text})) {
-        const Point at{t->rect.x, t->rect.y};
-        const bool below = t->vAlign == VAlign::Top && t->hAlign == HAlign::Centre && at.y > a.bottom() &&
-                           at.y < a.bottom() + 10 && at.x >= a.x - 1e-9 && at.x <= a.right() + 1e-9;
-        const bool beside = t->hAlign == HAlign::Right && t->vAlign == VAlign::Middle && at.x < a.x &&
-                            at.x > a.x - 10 && at.y >= a.y - 1e-9 && at.y <= a.bottom() + 1e-9;
+        const double x = t->rect.x, y = t->rect.y;
+        const bool below = t->vAlign == VAlign::Top && t->hAlign == HAlign::Centre && y > a.bottom() &&
+                           y < a.bottom() + 10 && inside(a, x, a.y, 1e-9);
+        const bool beside = t->hAlign == HAlign::Right && t->vAlign == VAlign::Middle && x < a.x && x > a.x - 10 &&
+                            inside(a, a.x, y, 1e-9);
         if (!below && !beside) continue;
-        std::string text = t->text;
-        ASSERT_EQ(text.find('-'), std::string::npos) << text;
-        if (text.rfind("\xE2\x88\x92", 0) == 0) text = "-" + text.substr(3);
-        const double value = std::stod(text);
-        const Point mapped = below ? panel.toPage(value, panel.yMin) : panel.toPage(panel.xMin, value);
-        EXPECT_NEAR(below ? at.x : at.y, below ? mapped.x : mapped.y, 1e-9) << text;
-        (below ? xs : ys).push_back(value);
+        ASSERT_EQ(t->text.find('-'), std::string::npos) << t->text;
+        const double value = std::stod(t->text.rfind("\xE2\x88\x92", 0) == 0 ? "-" + t->text.substr(3) : t->text);
+        EXPECT_NEAR(below ? x : y, below ? panel.toPage(value, panel.yMin).x : panel.toPage(panel.xMin, value).y, 1e-9);
+        ticks[beside].push_back(value);
       }
-      for (std::vector<double>* values : {&xs, &ys}) {
-        ASSERT_GE(values->size(), 3u);
-        std::sort(values->begin(), values->end());
-        const double step = (*values)[1] - (*values)[0];
-        const double mantissa = step / std::pow(10.0, std::floor(std::log10(step) + 1e-12));
-        bool round = false;
-        for (double m : {1.0, 2.0, 5.0, 3.0, 6.0, 1.5, 4.5, 9.0}) round |= std::fabs(mantissa - m) < 1e-9;
-        EXPECT_TRUE(round) << step;
-        for (std::size_t i = 1; i < values->size(); ++i) {
-          EXPECT_NEAR((*values)[i] - (*values)[i - 1], step, 1e-9 * step);
-        }
-        EXPECT_NEAR(std::remainder((*values)[0], step), 0.0, 1e-9 * step);
+      for (std::vector<double>& v : ticks) {
+        ASSERT_GE(v.size(), 3u);
+        std::sort(v.begin(), v.end());
+        const double step = v[1] - v[0], mantissa = step / std::pow(10.0, std::floor(std::log10(step) + 1e-12));
+        EXPECT_TRUE(std::ranges::any_of(std::array{1.0, 2.0, 5.0, 3.0, 6.0, 1.5, 4.5, 9.0},
+                                        [&](double m) { return std::fabs(mantissa - m) < 1e-9; })) << step;
+        for (std::size_t i = 1; i < v.size(); ++i) EXPECT_NEAR(v[i] - v[i - 1], step, 1e-9 * step);
+        EXPECT_NEAR(std::remainder(v[0], step), 0.0, 1e-9 * step);
       }
     }
   }
 }
 
-TEST(Charts, PolarPlotsPutNorthUpEastLeftAndVectorsTheirWay) {
+TEST(Charts, VectorMapsPutNorthUpEastLeftAndMagnifyToARoundScale) {
   // Four stars 45 degrees from the zenith at N, E, S and W, each with a
-  // residual of 1 arcsec along one component.
+  // residual of 1 arcsec along one horizon component; two also with
+  // equatorial residuals.
   std::vector<ObservationPoint> points(4);
-  for (int i = 0; i < 4; ++i) points[i] = {.number = i + 1, .azDegrees = 90.0 * i, .zdDegrees = 45};
+  for (int i = 0; i < 4; ++i) {
+    points[i] = {.number = i + 1, .haHours = 2.0 * i - 3, .decDegrees = 20.0 * i, .azDegrees = 90.0 * i, .zdDegrees = 45};
+  }
   points[0].dZ = 1;  // north, star lower: away from the zenith, up the page
   points[1].dS = 1;  // east, towards smaller azimuth: up (towards the north)
   points[2].dS = 1;  // south, towards smaller azimuth: left (towards the east)
   points[3].dZ = -1; // west, star higher: towards the zenith, left
+  points[0].dX = 2;  // along the hour angle: to the right
+  points[1].dD = -1; // south: down the page
   MemoryDevice device;
   const Chart chart = drawVectorMap(device, points, Style{}, {.scale = 3600});
   const Panel& panel = chart.panels.at(0);
@@ -239,7 +217,7 @@ TEST(Charts, PolarPlotsPutNorthUpEastLeftAndVectorsTheirWay) {
   ASSERT_EQ(panel.rMax, 90);
   const Point base[4] = {{c.x, c.y - r45}, {c.x - r45, c.y}, {c.x, c.y + r45}, {c.x + r45, c.y}};
   const Point step[4] = {{0, -1}, {0, -1}, {-1, 0}, {-1, 0}};
-  const std::vector<Segment> arrows = arrowsOf(device.currentPage());
+  std::vector<Segment> arrows = arrowsOf(device.currentPage());
   ASSERT_EQ(arrows.size(), 5u);  // and the scale arrow
   for (int i = 0; i < 4; ++i) {
     EXPECT_NEAR(arrows[i].from.x, base[i].x, 1e-9);
@@ -254,34 +232,27 @@ TEST(Charts, PolarPlotsPutNorthUpEastLeftAndVectorsTheirWay) {
     EXPECT_TRUE(t->text != "E" || t->rect.x < c.x - panel.area.width / 2);  // left of the rim
     EXPECT_TRUE(t->text != "N" || t->rect.y < c.y - panel.area.width / 2);  // above it
   }
-}
 
-TEST(Charts, EquatorialMapsDrawDxAlongHourAngleAndDdNorth) {
-  std::vector<ObservationPoint> points(2);
-  points[0] = {.number = 1, .haHours = -2, .decDegrees = 10, .dX = 2};
-  points[1] = {.number = 2, .haHours = 3, .decDegrees = 40, .dD = -1};
-  MemoryDevice device;
-  const Chart chart = drawVectorMap(device, points, Style{}, {.sky = SkyPlot::Equatorial, .scale = 7200});
-  const Panel& panel = chart.panels.at(0);
-  const double perArcsec = 7200 * panel.area.height / (panel.yMax - panel.yMin) / 3600;
-  const std::vector<Segment> arrows = arrowsOf(device.currentPage());
-  ASSERT_EQ(arrows.size(), 3u);
-  const Segment &east = arrows[0], &south = arrows[1];
-  EXPECT_NEAR(east.to.x - east.from.x, 2 * perArcsec, 1e-9);
-  EXPECT_NEAR(east.to.y, east.from.y, 1e-9);
-  EXPECT_NEAR(south.to.y - south.from.y, perArcsec, 1e-9);  // down the page
-  EXPECT_NEAR(south.to.x, south.from.x, 1e-9);
-  // The scale arrow is a round number of arcseconds at the same scale.
-  const double length = (arrows[2].to.x - arrows[2].from.x) / perArcsec;
+  // Equatorial: dX along the hour angle, dD north; the scale arrow a round
+  // number of arcseconds at the same scale.
+  MemoryDevice equatorial;
+  const Chart eq = drawVectorMap(equatorial, points, Style{}, {.sky = SkyPlot::Equatorial, .scale = 7200});
+  const Panel& sky = eq.panels.at(0);
+  const double perArcsec = 7200 * sky.area.height / (sky.yMax - sky.yMin) / 3600;
+  arrows = arrowsOf(equatorial.currentPage());
+  ASSERT_EQ(arrows.size(), 5u);
+  EXPECT_NEAR(arrows[0].to.x - arrows[0].from.x, 2 * perArcsec, 1e-9);
+  EXPECT_NEAR(arrows[0].to.y, arrows[0].from.y, 1e-9);
+  EXPECT_NEAR(arrows[1].to.y - arrows[1].from.y, perArcsec, 1e-9);
+  EXPECT_NEAR(arrows[1].to.x, arrows[1].from.x, 1e-9);
+  const double length = (arrows[4].to.x - arrows[4].from.x) / perArcsec;
   EXPECT_NEAR(length, detail::roundStep(length, detail::StepKind::Plain), 1e-9);
-  bool labelled = false;
-  for (const Op* t : opsOf(device.currentPage(), {Op::Kind::Text})) {
-    labelled |= t->text.find("(vectors magnified \xC3\x97" "7200)") != std::string::npos;
-  }
-  EXPECT_TRUE(labelled);
-}
+  EXPECT_TRUE(std::ranges::any_of(opsOf(equatorial.currentPage(), {Op::Kind::Text}), [](const Op* t) {
+    return t->text.find("(vectors magnified \xC3\x97" "7200)") != std::string::npos;
+  }));
 
-TEST(Charts, AutomaticMapScaleIsRoundAndDrawsTheRmsVectorAFewPerCentOfThePlot) {
+  // Scaled automatically: a round magnification drawing the RMS vector of
+  // those in use a few per cent of the plot (masked ones are drawn first).
   const auto masked = std::count_if(run().begin(), run().end(), [](auto& q) { return !q.active; });
   for (SkyPlot sky : {SkyPlot::Horizon, SkyPlot::Equatorial}) {
     MemoryDevice device;
@@ -289,7 +260,6 @@ TEST(Charts, AutomaticMapScaleIsRoundAndDrawsTheRmsVectorAFewPerCentOfThePlot) {
     const double mantissa = chart.mapScale / std::pow(10.0, std::floor(std::log10(chart.mapScale)));
     EXPECT_TRUE(std::fabs(mantissa - 1) < 1e-9 || std::fabs(mantissa - 2) < 1e-9 || std::fabs(mantissa - 5) < 1e-9)
         << chart.mapScale;
-    // Arrows are drawn masked first, then those in use, in list order.
     const std::vector<Segment> arrows = arrowsOf(device.currentPage());
     const std::size_t used = run().size() - masked;
     ASSERT_GE(arrows.size(), run().size());
@@ -304,18 +274,14 @@ TEST(Charts, AutomaticMapScaleIsRoundAndDrawsTheRmsVectorAFewPerCentOfThePlot) {
 }
 
 TEST(Charts, ScatterHasEqualScalesAndCirclesAtOneAndTwoRms) {
-  double sum = 0;
-  int n = 0;
-  for (const ObservationPoint& p : run()) {
-    if (p.active) sum += p.dX * p.dX + p.dD * p.dD, ++n;
-  }
+  double sum = 0, n = 0;
+  for (const ObservationPoint& p : run()) n += p.active, sum += p.active * (p.dX * p.dX + p.dD * p.dD);
   for (double given : {0.0, 1.75}) {
     MemoryDevice device;
     const Chart chart = drawScatter(device, run(), Style{}, {.skyRms = given});
     const Panel& panel = chart.panels.at(0);
     EXPECT_DOUBLE_EQ(panel.area.width, panel.area.height);
-    EXPECT_EQ(panel.xMin, panel.yMin);
-    EXPECT_EQ(panel.xMax, panel.yMax);
+    EXPECT_TRUE(panel.xMin == panel.yMin && panel.xMax == panel.yMax);
     const double rms = given > 0 ? given : std::sqrt(sum / n);
     const double perArcsec = panel.area.width / (panel.xMax - panel.xMin);
     const std::vector<const Op*> circles = opsOf(device.currentPage(), {Op::Kind::Circle});
@@ -323,7 +289,7 @@ TEST(Charts, ScatterHasEqualScalesAndCirclesAtOneAndTwoRms) {
     EXPECT_NEAR(circles[0]->size, rms * perArcsec, 1e-9);
     EXPECT_NEAR(circles[1]->size, 2 * rms * perArcsec, 1e-9);
     EXPECT_TRUE(hasText(device.currentPage(), "Sky RMS " + detail::formatArcsec(rms)));
-    EXPECT_TRUE(hasText(device.currentPage(), std::to_string(n) + " observations in use"));
+    EXPECT_TRUE(hasText(device.currentPage(), std::to_string(int(n)) + " observations in use"));
   }
 }
 
@@ -339,20 +305,16 @@ TEST(Charts, HistogramsCountEveryObservationInUseUnderTheExpectedCurve) {
       const Panel& panel = chart.panels[k];
       const Rect& a = panel.area;
       // Bars: filled rectangles standing on the axis, whole counts high.
-      double total = 0, width = 0;
+      double total = 0, width = 0, squares = 0;
       for (const Op* bar : opsOf(page, {Op::Kind::FillRect})) {
         if (!inside(a, bar->rect.centre().x, bar->rect.centre().y)) continue;
         EXPECT_NEAR(bar->rect.bottom(), a.bottom(), 1e-9);
         const double count = bar->rect.height / a.height * (panel.yMax - panel.yMin);
         EXPECT_NEAR(count, std::round(count), 1e-9);
-        total += count;
-        width = bar->rect.width / a.width * (panel.xMax - panel.xMin);
+        total += count, width = bar->rect.width / a.width * (panel.xMax - panel.xMin);
       }
       int n = 0;
-      double squares = 0;
-      for (const ObservationPoint& p : run()) {
-        if (p.active) ++n, squares += valueOf(p, qs[k]) * valueOf(p, qs[k]);
-      }
+      for (const ObservationPoint& p : run()) n += p.active, squares += p.active * std::pow(valueOf(p, qs[k]), 2);
       EXPECT_NEAR(total, n, 1e-6);
       // The curve's peak: n w / (sigma sqrt(2 pi)) for a normal law;
       // n w e^(-1/2) / s at r = s for the Rayleigh law, s = RMS / sqrt 2.
@@ -381,9 +343,7 @@ TEST(Charts, HistogramsCountEveryObservationInUseUnderTheExpectedCurve) {
 // edges, whatever zone the plot is given (zones count from the lower left).
 TEST(Charts, NothingLeavesTheZone) {
   std::vector<MarkerChart> charts = markerCharts();
-  charts.push_back({"GSMAP E", [](GraphicsDevice& d, auto p, const Style& s) {
-                      return drawVectorMap(d, p, s, {.sky = SkyPlot::Equatorial, .modelCorrections = true});
-                    }, {}});
+  charts.push_back({"GSMAP E", [](auto& d, auto p, auto& s) { return drawVectorMap(d, p, s, {.sky = SkyPlot::Equatorial, .modelCorrections = true}); }, {}});
   const double zones[3][4] = {{0, 0, 1, 1}, {0.5, 0, 1, 0.5}, {0.1, 0.6, 0.45, 0.95}};
   for (const auto& zone : zones) {
     Style style;
@@ -446,22 +406,16 @@ TEST(Charts, EmptyAndNonFiniteListsDrawEmptyAxes) {
 TEST(ChartsKit, TicksAreRoundAndNumbersReadWell) {
   using namespace detail;
   EXPECT_EQ(roundStep(0.031, StepKind::Plain), 0.05);
-  EXPECT_EQ(roundStep(2.4, StepKind::Hours), 3);
   EXPECT_EQ(roundStep(4.5, StepKind::Hours), 6);
-  EXPECT_EQ(roundStep(72, StepKind::Degrees), 90);
-  EXPECT_EQ(roundStep(22, StepKind::Degrees), 30);
   const Axis hours = looseAxis(-5.2, 4.1, 4, StepKind::Hours, -12, 12);
   EXPECT_EQ(hours.ticks(), (std::vector<double>{-6, -3, 0, 3, 6}));
   const Axis dec = looseAxis(-35, 89, 5, StepKind::Degrees, -90, 90);
-  EXPECT_EQ(dec.min, -60);
-  EXPECT_EQ(dec.max, 90);
+  EXPECT_TRUE(dec.min == -60 && dec.max == 90) << dec.min << " " << dec.max;
   const Axis residual = symmetricAxis(3.2, 6);
-  EXPECT_EQ(residual.min, -4);
-  EXPECT_EQ(residual.max, 4);
+  EXPECT_TRUE(residual.min == -4 && residual.max == 4) << residual.max;
   EXPECT_EQ(residual.ticks().size(), 5u);
   EXPECT_EQ(symmetricAxis(10.5, 4).max, 15);  // not 20: the step that wastes least
   EXPECT_EQ(symmetricAxis(0.8, 4, true).max, 0.8);
-  EXPECT_EQ(formatNumber(-2.5, 1), "\xE2\x88\x92" "2.5");
   EXPECT_EQ(formatNumber(-0.001, 1), "0.0");
   EXPECT_EQ(formatArcsec(2.314), "2.31\xE2\x80\xB3");
   EXPECT_EQ(formatArcsec(12.34), "12.3\xE2\x80\xB3");

@@ -10,12 +10,12 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <span>
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "plot/device.h"
@@ -42,13 +42,12 @@ struct Element {
 inline Element parseSvg(const std::string& s) {
   std::size_t i = 0;
   const auto fail = [&](const std::string& why) { throw std::runtime_error("XML: " + why + " at " + std::to_string(i)); };
-  const auto find = [&](const char* what) {
-    const std::size_t at = s.find(what, i);
-    if (at == std::string::npos) fail(std::string("no ") + what + " to end what began");
-    return at;
-  };
   const auto space = [&] {
     while (i < s.size() && std::isspace(static_cast<unsigned char>(s[i]))) ++i;
+  };
+  const auto expect = [&](const std::string& what) {
+    if (s.compare(i, what.size(), what) != 0) fail("'" + what + "' expected");
+    i += what.size();
   };
   const auto name = [&] {
     const std::size_t start = i;
@@ -56,64 +55,49 @@ inline Element parseSvg(const std::string& s) {
     if (i == start) fail("name expected");
     return s.substr(start, i - start);
   };
-  const auto data = [&](std::size_t end) {  // character data up to `end`, entities decoded
+  const auto data = [&](char stop) {  // character data up to `stop`, entities decoded
     static const std::map<std::string, char> kEntities = {
         {"amp", '&'}, {"lt", '<'}, {"gt", '>'}, {"quot", '"'}, {"apos", '\''}};
     std::string out;
-    for (; i < end; ++i) {
+    for (; i < s.size() && s[i] != stop; ++i) {
       if (s[i] == '<') fail("'<' in character data");
       if (s[i] != '&') {
         out += s[i];
         continue;
       }
-      const std::size_t semi = find(";");
-      const auto entity = kEntities.find(s.substr(i + 1, semi - i - 1));
-      if (semi > end || entity == kEntities.end()) fail("unknown entity");
+      const std::size_t semi = s.find(';', i);
+      const auto entity = semi == std::string::npos ? kEntities.end() : kEntities.find(s.substr(i + 1, semi - i - 1));
+      if (entity == kEntities.end()) fail("unknown entity");
       out += entity->second;
       i = semi;
     }
+    if (i == s.size()) fail("unexpected end");
     return out;
   };
-  Element root;
-  std::vector<Element> open;  // the elements not yet closed
-  const auto close = [&] {
-    Element done = std::move(open.back());
-    open.pop_back();
-    (open.empty() ? root : open.back().children.emplace_back()) = std::move(done);
+  const std::function<Element()> element = [&] {
+    expect("<");
+    Element e{name(), {}, {}};
+    for (space(); s.compare(i, 1, ">") != 0; space()) {
+      if (s.compare(i, 2, "/>") == 0) return i += 2, e;
+      const std::string key = name();
+      expect("=\"");
+      std::string value = data('"');
+      ++i;
+      if (!e.attributes.emplace(key, std::move(value)).second) fail("repeated attribute " + key);
+    }
+    for (++i, data('<'); s.compare(i, 2, "</") != 0; data('<')) e.children.push_back(element());
+    i += 2;
+    if (name() != e.name) fail("element " + e.name + " closed out of order");
+    space();
+    expect(">");
+    return e;
   };
   space();
-  if (s.compare(i, 5, "<?xml") == 0) i = find("?>") + 2;
-  space();
-  do {
-    if (!open.empty()) data(find("<"));
-    if (!open.empty() && s.compare(i, 2, "</") == 0) {
-      i += 2;
-      if (name() != open.back().name) fail("element " + open.back().name + " closed out of order");
-      space();
-      if (s.compare(i, 1, ">") != 0) fail("'>' expected");
-      ++i;
-      close();
-      continue;
-    }
-    if (s.compare(i, 1, "<") != 0) fail("'<' expected");
-    ++i;
-    open.push_back({name(), {}, {}});
-    for (;;) {
-      space();
-      if (s.compare(i, 2, "/>") == 0) {
-        i += 2;
-        close();
-        break;
-      }
-      if (s.compare(i, 1, ">") == 0 && ++i) break;
-      const std::string key = name();
-      if (s.compare(i, 2, "=\"") != 0) fail("attribute value expected");
-      i += 2;
-      std::string value = data(find("\""));
-      ++i;
-      if (!open.back().attributes.emplace(key, std::move(value)).second) fail("repeated attribute " + key);
-    }
-  } while (!open.empty());
+  if (s.compare(i, 5, "<?xml") == 0) {
+    if ((i = s.find("?>", i)) == std::string::npos) fail("unended prolog");
+    i += 2, space();
+  }
+  Element root = element();
   space();
   if (i != s.size()) fail("text after the root element");
   return root;
@@ -230,16 +214,13 @@ inline bool inside(const Rect& r, double x, double y, double tolerance = 1e-6) {
 
 // ---- Documents ----------------------------------------------------------------
 
-// How often `needle` occurs in `text`.
-inline int occurrences(const std::string& text, const std::string& needle) {
-  int n = 0;
-  for (std::size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) ++n;
-  return n;
-}
-
 // The page objects of a PDF document ("/Type /Page", not "/Type /Pages").
 inline int pdfPages(const std::string& pdf) {
-  return occurrences(pdf, "/Type /Page") - occurrences(pdf, "/Type /Pages");
+  int n = 0;
+  for (std::size_t at = pdf.find("/Type /Page"); at != std::string::npos; at = pdf.find("/Type /Page", at + 1)) {
+    n += pdf.compare(at, 12, "/Type /Pages") != 0;
+  }
+  return n;
 }
 
 // A PNG page decoded, released when done.
