@@ -47,10 +47,7 @@ struct Reference {
 std::vector<Reference> reference(const Engine& engine) {
   ObservationList all = engine.observations;
   std::vector<bool> active;
-  for (int i = 0; !all[i].isEnd(); ++i) {
-    active.push_back(all[i].isActive());
-    all[i].status = kStatusActive;
-  }
+  for (int i = 0; !all[i].isEnd(); ++i) active.push_back(all[i].isActive()), all[i].status = kStatusActive;
   std::vector<Reference> out;
   for (const ResidualRow& row : residualTable(all, engine.run).rows) {
     out.push_back({row, active[row.number - 1], std::remainder(row.telHa, 2 * kPi) * 12 / kPi});
@@ -107,8 +104,7 @@ TEST_F(PlotCommands, EachCommandWritesAFileAndSaysSo) {
                             "GDIST", "GDIST E", "GMAP", "GMAP E 5000", "GSMAP", "GSMAP E"};
   int page = 0;
   for (const char* command : commands) {
-    char file[32];
-    std::snprintf(file, sizeof file, "all-%03d.png", ++page);
+    const std::string file = "all-" + std::to_string(1001 + page++).substr(1) + ".png";
     EXPECT_EQ(run(command), std::string("* ") + command + "\nPlot written to " + file + "\n");
     // A real PNG of the page, with ink on it.
     const plot::test::Image image(dir.read(file));
@@ -207,9 +203,8 @@ TEST_F(PlotCommands, SettingsReachThePage) {
   EXPECT_EQ(run("G DD D"), "* G DD D\nPlot written to s-002.svg\n");
   EXPECT_EQ(page().ops.at(0).pen, 3);
   const plot::Rect area = zenfit->engine().plot.lastChart.panels.at(0).area;
-  EXPECT_TRUE(std::any_of(page().ops.begin(), page().ops.end(), [&](const plot::Op& op) {
-    return op.kind == Kind::StrokeRect && op.pen == 5 && op.rect.x == area.x;
-  }));
+  const auto axes = [&](const plot::Op& op) { return op.kind == Kind::StrokeRect && op.pen == 5 && op.rect.x == area.x; };
+  EXPECT_TRUE(std::ranges::any_of(page().ops, axes));
   for (const plot::Op& op : texts()) {
     EXPECT_EQ(op.pen, op.text == caption ? 4 : 6) << op.text;
     EXPECT_EQ(op.font, op.text == caption ? 2 : 3) << op.text;
@@ -261,8 +256,7 @@ TEST(PlotDevices, GsmapDrawsTheModelsOwnCorrections) {
     for (std::uint32_t i = 0; i < op.count; i += 2) {
       const plot::Point from = page.points[op.first + i], to = page.points[op.first + i + 1];
       EXPECT_NEAR(to.y, from.y, 1e-6);
-      const double dec = engine.observations[static_cast<int>(i / 2)].starDec;
-      ratio.push_back((to.x - from.x) / std::cos(dec));
+      ratio.push_back((to.x - from.x) / std::cos(engine.observations[static_cast<int>(i / 2)].starDec));
     }
   }
   ASSERT_EQ(ratio.size(), static_cast<std::size_t>(engine.observations.count()));

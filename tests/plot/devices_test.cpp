@@ -2,6 +2,8 @@
 // format, checked by reading them (SVG as XML, PNG decoded).
 #include <gtest/gtest.h>
 
+#include <ranges>
+
 #include "plot/charts.h"
 #include "plot/file_device.h"
 #include "plot/plot_test_support.h"
@@ -10,15 +12,11 @@
 namespace zenfit::plot::test {
 namespace {
 
-const std::vector<ObservationPoint>& run() {
-  static const std::vector<ObservationPoint> points = syntheticRun(120, 11);
-  return points;
-}
+const std::vector<ObservationPoint> kRun = syntheticRun(120, 11);
 
 std::vector<std::string> names(const std::vector<PlotFile>& files) {
-  std::vector<std::string> out;
-  for (const PlotFile& f : files) out.push_back(f.name);
-  return out;
+  const auto view = files | std::views::transform(&PlotFile::name);
+  return {view.begin(), view.end()};
 }
 
 TEST(FileNames, TheExtensionChoosesTheFormatAndPagesAreNumbered) {
@@ -38,13 +36,13 @@ TEST(FileNames, TheExtensionChoosesTheFormatAndPagesAreNumbered) {
 TEST(FileDevices, SvgPagesComeBackOnceEachAfterEachPlot) {
   FileDevice device("resid.svg", FileFormat::Svg);
   EXPECT_TRUE(device.takeFiles().empty());
-  drawEquatorialResiduals(device, run(), Style{});
+  drawEquatorialResiduals(device, kRun, Style{});
   EXPECT_EQ(device.lastPlot().page, 1);
   std::vector<PlotFile> first = device.takeFiles();
   ASSERT_EQ(names(first), std::vector<std::string>{"resid-001.svg"});
-  EXPECT_EQ(svgMarkers(parseSvg(first[0].bytes)).size(), 4 * run().size() + 3);  // four panels, a legend
+  EXPECT_EQ(svgMarkers(parseSvg(first[0].bytes)).size(), 4 * kRun.size() + 3);  // four panels, a legend
   EXPECT_TRUE(device.takeFiles().empty());  // nothing new
-  drawScatter(device, run(), Style{});
+  drawScatter(device, kRun, Style{});
   EXPECT_EQ(names(device.takeFiles()), std::vector<std::string>{"resid-002.svg"});
   EXPECT_TRUE(device.close().empty());  // handed back already
 }
@@ -53,17 +51,17 @@ TEST(FileDevices, ClearingTheZoneOrThePage) {
   MemoryDevice device;
   Style style;
   const auto markers = [&] { return svgMarkers(parseSvg(device.currentPageSvg())).size(); };
-  drawScatter(device, run(), style);
+  drawScatter(device, kRun, style);
   const std::size_t scatter = markers();
   // Clearing a zone that covers the page leaves only the new plot.
   style.clearMode = ClearMode::Zone;
-  drawScatter(device, run(), style);
+  drawScatter(device, kRun, style);
   EXPECT_EQ(device.pageNumber(), 1);
   EXPECT_EQ(markers(), scatter);
   // Clearing part of the page paints it white and draws over it.
   const double quarter[4] = {0, 0, 0.5, 0.5};
   std::copy(quarter, quarter + 4, style.zone);
-  drawDistribution(device, run(), style);
+  drawDistribution(device, kRun, style);
   const Page& page = device.currentPage();
   const auto clear = std::find_if(page.ops.begin(), page.ops.end(), [](const Op& op) { return op.kind == Op::Kind::Clear; });
   ASSERT_NE(clear, page.ops.end());
@@ -81,14 +79,12 @@ bool near(unsigned colour, unsigned expected, int tolerance) {
 TEST(FileDevices, PngPagesShowEachMarkerWhereItBelongs) {
   // Five stars well apart, one masked.
   std::vector<ObservationPoint> points;
-  for (int i = 0; i < 5; ++i) {
-    points.push_back({.number = i + 1, .active = i != 2, .haHours = -4.0 + 2 * i, .dX = (i - 2) * 1.5 + 0.5});
-  }
+  for (int i = 0; i < 5; ++i) points.push_back({i + 1, i != 2, false, -4.0 + 2 * i, 0, 0, 0, (i - 2) * 1.5 + 0.5});
   FileDevice device("g.png", FileFormat::Png);
   const Chart chart = drawQuantities(device, points, Style{}, Quantity::DX, Quantity::H);
-  std::vector<PlotFile> files = device.takeFiles();
+  const std::vector<PlotFile> files = device.takeFiles();
   ASSERT_EQ(names(files), std::vector<std::string>{"g-001.png"});
-  Image image(files[0].bytes);
+  const Image image(files[0].bytes);
   ASSERT_TRUE(image.ok());
   const double scale = FileDevice::kPngScale;
   const int radius = static_cast<int>(0.008 * 540 / 2 * scale);  // pixels
@@ -117,10 +113,10 @@ TEST(FileDevices, EveryKindOfMarkRendersInEveryFormatAndMalformedUtf8IsDrawnNotR
   for (const char* name : {"all.svg", "all.png", "all.pdf", "all.ps", "all.eps"}) {
     SCOPED_TRACE(name);
     std::unique_ptr<FileDevice> device = FileDevice::create(name);
-    drawAltazResiduals(*device, run(), style);
-    drawScatter(*device, run(), style);
-    drawHistograms(*device, run(), style, true);
-    drawVectorMap(*device, run(), style, {.modelCorrections = true});
+    drawAltazResiduals(*device, kRun, style);
+    drawScatter(*device, kRun, style);
+    drawHistograms(*device, kRun, style, true);
+    drawVectorMap(*device, kRun, style, {.modelCorrections = true});
     std::vector<PlotFile> files = device->takeFiles();
     for (PlotFile& f : device->close()) files.push_back(std::move(f));
     EXPECT_EQ(device->takeError(), "");
@@ -130,8 +126,8 @@ TEST(FileDevices, EveryKindOfMarkRendersInEveryFormatAndMalformedUtf8IsDrawnNotR
     for (const PlotFile& f : files) {
       EXPECT_TRUE(device->format() != FileFormat::Svg || !parseSvg(f.bytes).name.empty());  // throws if malformed
       EXPECT_TRUE(device->format() != FileFormat::Png || Image(f.bytes).ok());
-      EXPECT_TRUE(device->format() != FileFormat::Eps || f.bytes.rfind("%!PS-Adobe-3.0 EPSF-3.0", 0) == 0);
-      EXPECT_TRUE(device->format() != FileFormat::Eps || f.bytes.find("%%BoundingBox:") != std::string::npos);
+      EXPECT_TRUE(device->format() != FileFormat::Eps ||
+                  (f.bytes.rfind("%!PS-Adobe-3.0 EPSF-3.0", 0) == 0 && f.bytes.find("%%BoundingBox:") != std::string::npos));
       EXPECT_GT(f.bytes.size(), 1000u);
     }
   }

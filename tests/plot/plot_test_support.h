@@ -30,10 +30,7 @@ struct Element {
   std::map<std::string, std::string> attributes;
   std::vector<Element> children;
 
-  std::string attribute(const std::string& key) const {
-    auto found = attributes.find(key);
-    return found == attributes.end() ? std::string() : found->second;
-  }
+  std::string attribute(const std::string& key) const { return attributes.contains(key) ? attributes.at(key) : ""; }
 };
 
 // Reads a well-formed document (a prolog, elements, quoted attributes,
@@ -153,16 +150,14 @@ inline Outline outlineOf(const std::string& d) {
   std::string token;
   bool drawing = false, haveX = false;
   double x = 0;
-  while (in >> token) {
-    const char command = token[0];
-    if (!std::isalpha(static_cast<unsigned char>(command))) {
-      const double v = std::stod(token);
-      if (!haveX) x = v;
-      else o.xMin = std::min(o.xMin, x), o.xMax = std::max(o.xMax, x), o.yMin = std::min(o.yMin, v), o.yMax = std::max(o.yMax, v);
-      haveX = !haveX;
+  for (char command; in >> token;) {
+    if (!std::isalpha(static_cast<unsigned char>(command = token[0]))) {
+      const double v = std::stod(token);  // an x, then its y
+      if (haveX) o.xMin = std::min(o.xMin, x), o.xMax = std::max(o.xMax, x), o.yMin = std::min(o.yMin, v), o.yMax = std::max(o.yMax, v);
+      x = v, haveX = !haveX;
       continue;
     }
-    if (command == 'M') drawing = false;
+    drawing &= command != 'M';
     if ((command == 'L' || command == 'C') && !drawing) drawing = true, ++o.contours;
     if (command == 'L' && o.contours == 1) ++o.corners;
     o.curved |= command == 'C';
