@@ -2,8 +2,6 @@
 // others: every file command, the initialisation file, procedure lines,
 // uploads and downloads, against names that lead out by "..", by an
 // absolute path and by a link.
-#include <unistd.h>
-
 #include "base/constants.h"
 #include "base/files.h"
 #include "web/confine.h"
