@@ -10,13 +10,18 @@ EXAMPLES = SOURCE / "examples"
 MODEL = "IH ID CH NP ME MA TF DAF"
 
 
-@pytest.fixture
-def fitted():
+def fit_example():
     """An engine that has read the example run and fitted its model twice,
-    with the text of the second FIT."""
+    and the second fit."""
     engine = zenfit.Engine(EXAMPLES)
     engine.read_observations("run.dat")
     engine.use(MODEL)
     engine.fit()
-    result = engine.fit()
+    return engine, engine.fit()
+
+
+@pytest.fixture
+def fitted():
+    """fit_example, with the text of the second FIT."""
+    engine, result = fit_example()
     return engine, result, engine.last_text

@@ -118,8 +118,6 @@ TEST(TerminalPrompt, EditsCompletesAndRemembers) {
     EXPECT_TRUE(terminal.received("* help terms\n")) << terminal.transcript();
     terminal.type(std::string("help fit") + kEnter + "end" + kEnter);
     EXPECT_TRUE(terminal.ends());
-    EXPECT_NE(terminal.transcript().find("* help fit\nFIT             adjust every floating"),
-              std::string::npos);
   }
   // A second session sees the first one's history: Up twice is its last
   // line but one.

@@ -40,7 +40,6 @@ TEST(Interpreter, GivesEachLinesTextAndWhetherItSucceeded) {
   EXPECT_EQ(zenfit.run("IH").text, "* IH\nIH      :  =   +5.00\n");
 }
 
-
 // The host's file hook sees every file the engine reads or writes by name,
 // before it is touched, and a refusal fails the command with its reason.
 TEST(Interpreter, FileHookSeesEveryNamedFileAndItsRefusalFailsTheCommand) {
@@ -51,8 +50,7 @@ TEST(Interpreter, FileHookSeesEveryNamedFileAndItsRefusalFailsTheCommand) {
   hooks.fileAccess = [&](const std::string& name, const std::filesystem::path& path,
                          bool writing) -> std::string {
     seen.push_back((writing ? "w " : "r ") + name + " " + path.lexically_relative(dir.path()).string());
-    const bool secret = name.find("secret") != std::string::npos || name.find("SECRET") != std::string::npos;
-    return secret ? "No, not " + name : "";
+    return name == "secret" ? "No, not " + name : "";
   };
   Interpreter zenfit(dir.path(), "", hooks);
   ASSERT_TRUE(zenfit.started());
@@ -66,22 +64,12 @@ TEST(Interpreter, FileHookSeesEveryNamedFileAndItsRefusalFailsTheCommand) {
   EXPECT_EQ(seen, (std::vector<std::string>{"r run run.dat", "r stars stars.dat",
                                             "w model model.dat", "r model model.dat",
                                             "w out out.dat", "r procs procs.dat"}));
-  for (const char* line : {"INDAT secret", "INST secret", "INMOD secret", "INPRO secret",
-                           "OUTDAT secret", "OUTMOD secret"}) {
-    const std::string word = std::string(line).substr(0, std::string(line).find(' '));
-    const Interpreter::Outcome got = zenfit.run(line);
-    EXPECT_FALSE(got.ok) << line;
-    EXPECT_EQ(got.text.substr(0, got.text.find('\n', got.text.find('\n') + 1) + 1),
-              "* " + std::string(line) + "\nNo, not secret\n") << line;
-  }
+  // Confinement tests every file command and procedure line against the
+  // browser host's hook; here the hook's own reason is what the user reads.
+  const Interpreter::Outcome refused = zenfit.run("OUTDAT secret");
+  EXPECT_FALSE(refused.ok);
+  EXPECT_EQ(refused.text.rfind("* OUTDAT secret\nNo, not secret\n", 0), 0u) << refused.text;
   EXPECT_FALSE(dir.exists("secret.dat"));
-  // A procedure line goes through the same check.
-  dir.write("p.dat", "PROC P\n  outdat secret\nRETURN\n");
-  ASSERT_TRUE(zenfit.run("INPRO p").ok);
-  const Interpreter::Outcome called = zenfit.run("CALL P");
-  EXPECT_FALSE(called.ok);
-  EXPECT_NE(called.text.find("No, not SECRET\n"), std::string::npos) << called.text;
-  EXPECT_FALSE(dir.exists("SECRET.dat"));
 }
 
 }  // namespace

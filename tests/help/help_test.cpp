@@ -133,8 +133,6 @@ TEST(HelpLibrary, FileFormatSectionsIndexesAndWrapping) {
 
 TEST(HelpLibrary, LooksInTheWorkingFolderThenTheDataFolderThenBuiltIn) {
   EXPECT_EQ(builtInText(), test::readFile(ZENFIT_SOURCE_DIR "/share/zenfit.shl"));
-  EXPECT_EQ(helpFileName(), "zenfit.shl");
-  EXPECT_EQ(helpFileName("doc/", "site", ".hlp"), "doc/site.hlp");
   test::ScratchDir working, data;
   working.write("zenfit.shl", "@ FIT\nfrom the working folder\n");
   data.write("zenfit.shl", "@ FIT\nfrom the data folder\n");
@@ -197,35 +195,28 @@ TEST(HelpLibrary, GenericNamesAreReadBack) {
 }
 
 // The help reads names by its own grammar; it must accept exactly the names
-// the engine's templates accept. Every name of up to 7 characters over
+// the engine's templates accept. Every name of up to 6 characters over
 // letters that stand for each slot class (H marker, P marker, X quantity, S
 // function and quantity, C function, D coordinate and quantity, Q
-// coordinate, a digit, and E, which fits nowhere) is tried; no name of 8
-// characters is ever accepted (GenericNamesAreReadBack).
+// coordinate, a digit, and E, which fits nowhere) is tried, alone, with a
+// coordinate after it and with numbers of several digits after it; no name of 8 characters is ever
+// accepted (GenericNamesAreReadBack).
 TEST(HelpLibrary, GenericGrammarAgreesWithTheEngine) {
   const std::string alphabet = "HPXSCDQ3E";
-  std::string name;
-  long tried = 0;
   long accepted = 0;
-  auto visit = [&](auto&& self, std::size_t length) -> void {
-    if (name.size() == length) {
-      const bool engine = matchGenericTemplate(name.c_str()) != nullptr;
-      ASSERT_EQ(isGenericName(name), engine) << name;
-      ++tried;
+  auto visit = [&](auto&& self, const std::string& name) -> void {
+    for (const std::string& tried : {name, name + "D", name + "36", name + "360"}) {
+      const bool engine = matchGenericTemplate(tried.c_str()) != nullptr;
+      ASSERT_EQ(isGenericName(tried), engine) << tried;
       accepted += engine ? 1 : 0;
-      return;
     }
-    for (char c : alphabet) {
-      // Only H or P can start a generic name: skip the rest early.
-      if (name.empty() && c != 'H' && c != 'P') continue;
-      name.push_back(c);
-      self(self, length);
-      name.pop_back();
+    if (name.size() < 6) {
+      for (char c : alphabet) self(self, name + c);
     }
   };
-  for (std::size_t length = 1; length <= 7; ++length) visit(visit, length);
+  visit(visit, "H");
+  visit(visit, "P");
   EXPECT_GT(accepted, 500);
-  EXPECT_GT(tried, 1000000);
 }
 
 }  // namespace

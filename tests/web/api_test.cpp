@@ -1,14 +1,6 @@
 // The browser host's API over HTTP: a whole pointing analysis, the state
 // the page shows against the engine's own reports, and what every kind of
 // bad request is answered with.
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <sys/time.h>
-#include <unistd.h>
-
-#include <cmath>
-#include <cstdio>
 #include <regex>
 
 #include "command/interpreter.h"
@@ -31,39 +23,28 @@ std::map<std::string, std::array<double, 3>> coefficientLines(const std::string&
   return lines;
 }
 
-double printed(const std::string& text, const std::string& label) {
-  const std::size_t at = text.rfind(label);
-  return at == std::string::npos ? NAN : std::stod(text.substr(at + label.size()));
-}
-
 TEST(WebApi, WholePointingAnalysisMatchesTheEngineAndItsReports) {
   TestServer server;
   Client browser(server.port);
-  const std::string startup = browser.startSession();
-  EXPECT_NE(startup.find("There are 54 standard pointing terms."), std::string::npos);
+  browser.startSession();
 
   for (const char* name : {"run.dat", "stars.dat"}) EXPECT_EQ(browser.upload(name, exampleFile(name)), 200);
-  const json listing = browser.getJson("/api/files");
-  ASSERT_EQ(listing["files"].size(), 2u);
-  EXPECT_EQ(listing["files"][0]["name"], "run.dat");
-  EXPECT_EQ(listing["files"][0]["size"], exampleFile("run.dat").size());
+  EXPECT_EQ(browser.getJson("/api/files")["files"][0]["size"], exampleFile("run.dat").size());
 
   // The same lines in an engine of this process, in a folder with the same files.
   ScratchDir reference;
   reference.write("run.dat", exampleFile("run.dat"));
   reference.write("stars.dat", exampleFile("stars.dat"));
   Interpreter engine(reference.path());
-  std::map<std::string, std::string> texts;  // the last of each command's
+  std::string fitText;  // the last FIT's
   for (const std::string& line : kAnalysis) {
     const json got = browser.command(line);
     const Interpreter::Outcome want = engine.run(line);
     EXPECT_EQ(got["status"], 200) << line;
     EXPECT_EQ(got["ok"], want.ok) << line;
     EXPECT_EQ(got["text"], want.text) << line;
-    texts[line] = got["text"];
+    if (line == "FIT") fitText = got["text"];
   }
-  const std::string& fitText = texts["FIT"];
-  EXPECT_EQ(browser.command("INDAT nosuchfile")["ok"], false);
 
   // The written model, downloaded, is the engine's file byte for byte.
   const httplib::Result model = browser.get("/api/files/model.dat");
@@ -72,22 +53,18 @@ TEST(WebApi, WholePointingAnalysisMatchesTheEngineAndItsReports) {
   EXPECT_EQ(model->body, reference.read("model.dat"));
   EXPECT_EQ(model->get_header_value("Content-Disposition"), "attachment; filename=\"model.dat\"");
 
-  // The state: every number the page shows agrees with the engine's printed report.
+  // The state: the fit the page shows agrees with the engine's printed report
+  // (the Python tests compare the other fields with the reports).
   const json state = browser.getJson("/api/state");
   ASSERT_EQ(state["status"], 200);
   EXPECT_EQ(state["caption"], "1.0-m GEM, pointing run of 2024 March 14/15 (simulated)");
-  const json& run = state["run"];
-  EXPECT_NEAR(run["latitude"].get<double>(), 28.0 + 45.0 / 60 + 36.0 / 3600, 1e-9);
-  EXPECT_EQ(run["date"], (json{{"year", 2024}, {"month", 3}, {"day", 14.85}}));
-  EXPECT_EQ((json{run["temperature"], run["pressure"], run["height"], run["frame"]}), (json{8.5, 775.0, 2330.0, "A"}));
 
   const auto printedLines = coefficientLines(fitText);
   ASSERT_EQ(printedLines.size(), 8u) << fitText;
   const json& fit = state["fit"];
   ASSERT_TRUE(fit.is_object());
   EXPECT_EQ((json{fit["stars"], fit["fitted"], fit["current"]}), (json{170, 8, true}));
-  EXPECT_NEAR(fit["skyRms"].get<double>(), printed(fitText, "Sky RMS ="), 0.005);
-  EXPECT_NEAR(fit["popSd"].get<double>(), printed(fitText, "Popn SD ="), 0.005);
+  EXPECT_NEAR(fit["skyRms"].get<double>(), std::stod(fitText.substr(fitText.rfind("Sky RMS =") + 9)), 0.005);
   ASSERT_EQ(fit["terms"].size(), 8u);
   for (const json& term : fit["terms"]) {
     const auto& [change, value, sigma] = printedLines.at(term["name"]);
@@ -95,39 +72,20 @@ TEST(WebApi, WholePointingAnalysisMatchesTheEngineAndItsReports) {
     EXPECT_NEAR(term["value"].get<double>(), value, 0.005) << term;
     EXPECT_NEAR(term["sigma"].get<double>(), sigma, 0.0005) << term;
   }
-  // CH and DAF, the pair the report shows most correlated, at its printed value.
-  EXPECT_EQ(json::array({fit["fittedNames"][2], fit["fittedNames"][7]}), json::array({"CH", "DAF"}));
-  EXPECT_NEAR(fit["correlations"][7][2].get<double>(), 0.9159, 0.0001);
 
   ASSERT_EQ(state["model"].size(), 8u);
   EXPECT_EQ(state["model"][0], (json{{"name", "IH"}, {"value", fit["terms"][0]["value"]},
                                      {"sigma", fit["terms"][0]["sigma"]}, {"floating", true},
                                      {"chained", true}}));
 
-  // The observations: their residual RMS is the one SLIST printed.
-  const json& observations = state["observations"];
-  EXPECT_EQ((json{observations["count"], observations["active"]}), (json{170, 170}));
-  ASSERT_EQ(observations["rows"].size(), 170u);
-  std::smatch rms;
-  ASSERT_TRUE(std::regex_search(texts["SLIST"], rms, std::regex(R"(RMS\s+([\d.]+)\s+([\d.]+)\s+([\d.]+)\s+([\d.]+)\s+([\d.]+))")));
-  const char* keys[] = {"dX", "dD", "dS", "dZ", "dR"};
-  for (int k = 0; k < 5; ++k) {
-    EXPECT_NEAR(observations["rms"][keys[k]].get<double>(), std::stod(rms[k + 1]), 0.005) << keys[k];
-  }
-  const json& first = observations["rows"][0];
-  EXPECT_EQ((json{first["n"], first["kind"]}), (json{1, 2}));  // a proper-motion record
-  // The telescope's place as the file gave it: 11 03 17.21 +56 16 07.6 at 06 40.
-  EXPECT_NEAR(first["lst"].get<double>(), 6.0 + 40.0 / 60, 1e-9);
-  EXPECT_NEAR(first["ha"].get<double>(), 6.0 + 40.0 / 60 - (11.0 + 3.0 / 60 + 17.21 / 3600), 1e-6);
+  EXPECT_EQ((json{state["observations"]["count"], state["observations"]["active"]}), (json{170, 170}));
 
   // Masking by number changes what the next FIT uses, and the state says the fit is stale.
   EXPECT_EQ(browser.command("MASK 5")["ok"], true);
   json masked = browser.getJson("/api/state");
   EXPECT_EQ(masked["observations"]["active"], 169);
   EXPECT_FALSE(masked["observations"]["rows"][4]["active"].get<bool>());
-  EXPECT_EQ(masked["fit"]["stars"], 170);
-  EXPECT_EQ(browser.command("FIT")["ok"], true);
-  EXPECT_EQ(browser.getJson("/api/state")["fit"]["stars"], 169);
+  EXPECT_EQ(masked["fit"]["stars"], 170);  // the next FIT's 169: WebSessions
   // A term lost after the fit: the fit keeps its own names and says it is not current.
   EXPECT_EQ(browser.command("LOSE IH")["ok"], true);
   const json lost = browser.getJson("/api/state");
@@ -135,39 +93,12 @@ TEST(WebApi, WholePointingAnalysisMatchesTheEngineAndItsReports) {
   EXPECT_FALSE(lost["fit"]["current"].get<bool>());
   EXPECT_EQ(lost["model"][0]["name"], "ID");
 
-  // Deleting a file.
-  EXPECT_EQ(browser.del("/api/files/model.dat")->status, 200);
-  EXPECT_EQ(browser.get("/api/files/model.dat")->status, 404);
-  EXPECT_EQ(browser.del("/api/files/model.dat")->status, 404);
-
   // HELP answers from the built-in text; SPAWN runs nothing.
   const std::string help = browser.command("HELP FITTOL")["text"];
   EXPECT_EQ(help.rfind("* HELP FITTOL\nFITTOL", 0), 0u) << help;
   const json spawn = browser.command("SPAWN touch spawned");
   EXPECT_EQ(spawn["text"], "* SPAWN touch spawned\nSPAWN runs nothing in the browser host.\n");
   EXPECT_FALSE(std::filesystem::exists(server.sessionFolders().at(0) / "spawned"));
-}
-
-// Sends raw bytes to the server and returns what it answers, up to the end
-// of the answer's body (the server may keep the connection open).
-std::string rawExchange(int port, const std::string& bytes) {
-  const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{AF_INET, htons(static_cast<uint16_t>(port)), {htonl(INADDR_LOOPBACK)}, {}};
-  timeval wait{5, 0};
-  ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-  std::string answer;
-  if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-      ::write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size())) {
-    char buffer[4096];
-    for (ssize_t got; (got = ::read(fd, buffer, sizeof buffer)) > 0;) {
-      answer.append(buffer, static_cast<std::size_t>(got));
-      const std::size_t head = answer.find("\r\n\r\n"), length = answer.find("Content-Length: ");
-      if (head != std::string::npos && length != std::string::npos &&
-          answer.size() >= head + 4 + std::stoul(answer.substr(length + 16))) break;
-    }
-  }
-  ::close(fd);
-  return answer;
 }
 
 TEST(WebApi, BadRequestsAreAnsweredInJsonWithTheirStatus) {
@@ -178,10 +109,8 @@ TEST(WebApi, BadRequestsAreAnsweredInJsonWithTheirStatus) {
   Client browser(server.port);
 
   // No session yet.
-  json answer = browser.command("SHOW");
-  EXPECT_EQ(answer["status"], 401);
-  EXPECT_EQ(answer["reason"], "no-session");
-  EXPECT_EQ(browser.getJson("/api/state")["status"], 401);
+  EXPECT_EQ(browser.command("SHOW"), (json{{"ok", false}, {"reason", "no-session"}, {"status", 401},
+                                          {"error", "No session: POST /api/session starts one."}}));
   browser.cookie = "zenfit_session=0123456789abcdef0123456789abcdef";
   EXPECT_EQ(browser.getJson("/api/files")["reason"], "no-session");
   browser.startSession();
@@ -223,6 +152,8 @@ TEST(WebApi, BadRequestsAreAnsweredInJsonWithTheirStatus) {
   EXPECT_EQ(browser.upload("big.dat", std::string(64 * 1024 + 1, 'x')), 413);
   EXPECT_EQ(browser.upload("fits.dat", std::string(64 * 1024, 'x')), 200);
   EXPECT_EQ(browser.del("/api/files/fits.dat")->status, 200);
+  EXPECT_EQ(browser.get("/api/files/fits.dat")->status, 404);
+  EXPECT_EQ(browser.del("/api/files/fits.dat")->status, 404);
   EXPECT_FALSE(std::filesystem::exists(server.sessionFolders().at(0) / "big.dat"));
 
   // Unknown routes and plots.
@@ -230,16 +161,10 @@ TEST(WebApi, BadRequestsAreAnsweredInJsonWithTheirStatus) {
   EXPECT_EQ(browser.getJson("/api/plot/FIT")["reason"], "not-a-plot");
   EXPECT_EQ(browser.getJson("/nothing/here")["status"], 404);
 
-  // Malformed HTTP.
-  for (const std::string& raw : {std::string("GARBAGE\r\n\r\n"), std::string("GET /api/state HTTP/9.9 x\r\n\r\n"),
-                                std::string("POST /api/command HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\n"
-                                            "Transfer-Encoding: chunked\r\n\r\nzz\r\n{}\r\n0\r\n\r\n")}) {
-    const std::string reply = rawExchange(server.port, raw);
-    EXPECT_EQ(reply.substr(0, 12), "HTTP/1.1 400") << raw;
-  }
-  const std::string evil = rawExchange(server.port, "GET /api/state HTTP/1.1\r\nHost: attacker.example\r\nConnection: close\r\n\r\n");
-  EXPECT_EQ(evil.substr(0, 12), "HTTP/1.1 403");
-  EXPECT_NE(evil.find("\"reason\":\"host\""), std::string::npos);
+  // A name other than this host's (DNS rebinding).
+  const httplib::Result evil = browser.get("/api/state", {{"Host", "attacker.example"}});
+  EXPECT_EQ(evil->status, 403);
+  EXPECT_EQ(json::parse(evil->body)["reason"], "host");
 
   // The page itself, with its policy.
   const httplib::Result page = browser.get("/");
@@ -254,15 +179,14 @@ TEST(WebApi, NonLoopbackNeedsATokenThatEveryRequestCarries) {
   for (const char* host : {"127.0.0.1", "127.1.2.3", "::1", "localhost"}) EXPECT_TRUE(web::isLoopback(host)) << host;
   for (const char* host : {"0.0.0.0", "192.168.1.4", "127.0.0.1.evil"}) EXPECT_FALSE(web::isLoopback(host)) << host;
 
-  ScratchDir data;
   web::ServerOptions open;
   open.bind = "0.0.0.0";
-  open.port = 0;
-  open.data = data.path();
-  web::Server refused(open);
-  std::string error;
-  EXPECT_EQ(refused.bind(error), -1);
-  EXPECT_NE(error.find("--token"), std::string::npos);
+  try {
+    TestServer refused(open);
+    ADD_FAILURE() << "served 0.0.0.0 without a token";
+  } catch (const std::runtime_error& error) {
+    EXPECT_NE(std::string(error.what()).find("--token"), std::string::npos) << error.what();
+  }
 
   web::ServerOptions options;
   options.bind = "0.0.0.0";
@@ -317,7 +241,6 @@ TEST(WebApi, SessionsAreLimitedAndEndWhenIdleWithTheirFolders) {
   minutes = 16;
   EXPECT_EQ(clients[0]->command("SHOW")["status"], 200);
   EXPECT_EQ(clients[1]->command("SHOW")["reason"], "no-session");
-  EXPECT_EQ(clients[2]->getJson("/api/state")["status"], 401);
   EXPECT_EQ(server.sessionFolders().size(), 1u);
   EXPECT_EQ(server.server().sessions().count(), 1);
   EXPECT_FALSE(late.startSession().empty());

@@ -2,8 +2,6 @@
 // others: every file command, the initialisation file, procedure lines,
 // uploads and downloads, against names that lead out by "..", by an
 // absolute path and by a link.
-#include <unistd.h>
-
 #include "base/constants.h"
 #include "base/files.h"
 #include "web/confine.h"
@@ -38,14 +36,14 @@ TEST(Confinement, NamesThatLeadOutAreRefused) {
       EXPECT_EQ(refusal.rfind("File name refused: \"", 0), 0u) << refusal;
     }
   }
-  for (const char* good : {"run.dat", "a", "model_7.dat", "x-y.svg", "A1.B2"}) {
+  const std::string longest(64, 'a');
+  for (const std::string& good : std::vector<std::string>{"run.dat", "a", "model_7.dat", "x-y.svg", "A1.B2", longest}) {
     EXPECT_EQ(web::plainNameRefusal(good), "") << good;
   }
-  for (const char* bad : {"", ".hidden", "-rf", "a b", "a/b", "..", "caf\xc3\xa9", "a\\b", "x;y"}) {
+  for (const std::string& bad : std::vector<std::string>{"", ".hidden", "-rf", "a b", "a/b", "..", "caf\xc3\xa9",
+                                                         "a\\b", "x;y", longest + "a"}) {
     EXPECT_NE(web::plainNameRefusal(bad), "") << bad;
   }
-  EXPECT_NE(web::plainNameRefusal(std::string(65, 'a')), "");
-  EXPECT_EQ(web::plainNameRefusal(std::string(64, 'a')), "");
 }
 
 TEST(Confinement, EveryFileCommandOfASessionStaysInItsFolder) {
